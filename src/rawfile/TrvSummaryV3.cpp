@@ -1,0 +1,85 @@
+// The summary fields of a version 3 header, rebuilt from the records.
+#include <cstdio>
+#include <new>
+
+#include "preprocess/DataIntervalAnalyser.h"
+#include "rawfile/TrvFile.h"
+#include "rawfile/TrvFileLayout.h"
+
+using namespace trv;
+
+bool CTrvFile::RebuildSummaryV3() {
+    if (!file) {
+        SetError("TRV file not opened");
+        return false;
+    }
+    if (!intervalAnalyser) intervalAnalyser.reset(new (std::nothrow) CDataIntervalAnalyser);
+    if (!intervalAnalyser) {
+        SetError("Could not read epoch header");
+        return false;
+    }
+    intervalAnalyser->Reset();
+    if (fseeko(file, kTrvHeaderSize, SEEK_SET) != 0) return false;
+
+    // Summed in locals and put into the image only at the end, so that a
+    // failure leaves both the image and the file as they were.
+    uint32_t count = 0;
+    double firstTime = 0.0;
+    double lastTime = 0.0;
+    GeodeticPosition running;
+    int staticEpochs = 0;
+    bool sawKinematic = false;
+    TrvRecordHeaderV3 header;
+    for (;;) {
+        if (fread(&header, sizeof header, 1, file) != 1) break;
+        if (!HeaderPasses(header, kFastReaderTimeLimit)) {
+            SetError("Could not read epoch header");
+            return false;
+        }
+        const size_t bodySize = BodySizeV3(header.satelliteCount, header.signalCount);
+        if (!GrowRecordBuffer(bodySize)) {
+            SetError("Could not read epoch header");
+            return false;
+        }
+        // The last time is that of the last header read, even when its body
+        // turns out to be cut short.
+        const double time = header.week * kSecondsPerWeek + header.rawRcvTime;
+        lastTime = time;
+        if (fread(recordBuffer.get(), 1, bodySize, file) != bodySize) break;
+
+        ++count;
+        if (firstTime == 0.0) firstTime = time;
+        intervalAnalyser->Add(time);
+
+        const uint8_t* body = recordBuffer.get();
+        GeodeticPosition position{Get<double>(body, 0), Get<double>(body, 8), Get<double>(body, 16)};
+        if (!IsUsablePosition(position)) continue;
+        if (header.epochFlags & kEpochKinematic) {
+            running = position;
+            sawKinematic = true;
+        } else {
+            running.latitude += position.latitude;
+            running.longitude += position.longitude;
+            running.height += position.height;
+            ++staticEpochs;
+        }
+    }
+    // A kinematic file keeps its last position (plus any static epochs after
+    // it, as the files have always stored it); a static file gets its mean.
+    if (!sawKinematic && staticEpochs > 0) {
+        running.latitude /= staticEpochs;
+        running.longitude /= staticEpochs;
+        running.height /= staticEpochs;
+    }
+    const auto intervalMs = static_cast<uint32_t>(intervalAnalyser->Interval() * 1000.0 + 0.5);
+    Put<uint32_t>(headerV3, kV3EpochCountAt, count);
+    Put<uint32_t>(headerV3, kV3IntervalMsAt, intervalMs);
+    Put<double>(headerV3, kV3FirstTimeAt, firstTime);
+    Put<double>(headerV3, kV3LastTimeAt, lastTime);
+    Put<double>(headerV3, kV3PositionAt, running.latitude);
+    Put<double>(headerV3, kV3PositionAt + 8, running.longitude);
+    Put<double>(headerV3, kV3PositionAt + 16, running.height);
+    // A file open for reading keeps the new summary in memory only.
+    if (fileMode == kTrvRead) return true;
+    return WriteHeaderImage(headerV3);
+}

@@ -1,0 +1,188 @@
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <random>
+
+#include "support/TestPaths.h"
+#include "TrvTestEpochs.h"
+
+using namespace trvtest;
+
+namespace {
+
+constexpr size_t kHeader = 512;
+constexpr size_t kRecordHeader = 72;
+
+// Offsets of the records of a file written by WriteFile.
+std::vector<size_t> RecordOffsets(const std::string& path) {
+    CTrvFile trv;
+    std::vector<size_t> offsets;
+    if (trv.Open(path.c_str(), kTrvRead, false))
+        for (const auto& entry : trv.EpochIndex()) offsets.push_back(static_cast<size_t>(entry.offset));
+    return offsets;
+}
+
+void SetChecksum(std::vector<uint8_t>& bytes, size_t record, size_t bodySize) {
+    uint32_t sum = 0;
+    for (size_t i = 0; i < bodySize; ++i) sum += bytes[record + kRecordHeader + i];
+    const uint16_t checksum = static_cast<uint16_t>(sum);
+    memcpy(bytes.data() + record + 38, &checksum, 2);
+}
+
+TEST(TrvFileCorruption, ReaderTimeBoundsDifferBetweenFullAndFastReads) {
+    ubxtest::TempDir dir;
+    const std::string path = dir.File("bounds.trv");
+    CTrvFile trv;
+    ASSERT_TRUE(trv.Create(path.c_str(), 39, nullptr, "UBLOX2TRV", -1.0, 1.0, nullptr, 3));
+    for (double t : {604799.0, 604800.001, 604800.5, 604799.5}) {
+        CGnssEpoch e = MakeEpoch(0);
+        e.rawRcvTime = t;
+        ASSERT_EQ(trv.AppendEpoch(e, false), 0);
+    }
+    trv.Close();
+
+    ASSERT_TRUE(trv.Open(path.c_str(), kTrvRead, false));
+    ASSERT_EQ(trv.EpochCount(), 4);
+    ASSERT_EQ(trv.EpochIndex().size(), 4u);
+    CGnssEpoch e;
+    EXPECT_EQ(trv.ReadEpochAt(1, e), 0);
+    EXPECT_EQ(e.rawRcvTime, 604800.001);
+    EXPECT_EQ(trv.ReadEpochAt(2, e), 1);
+    EXPECT_STREQ(trv.ErrorText(), "");  // silent
+    EXPECT_EQ(trv.ReadEpochAt(3, e), 0);
+    // Reading on after a bad record moves past it.
+    ASSERT_TRUE(trv.RewindToFirstEpoch());
+    std::vector<int> results;
+    for (int r; (r = trv.ReadNextEpoch(e)) != -1;) results.push_back(r);
+    EXPECT_EQ(results, (std::vector<int>{0, 0, 1, 0}));
+}
+
+TEST(TrvFileCorruption, ChecksumAndUnknownSatellites) {
+    ubxtest::TempDir dir;
+    const std::string path = dir.File("sum.trv");
+    WriteFile(path, 3);
+    const std::vector<size_t> records = RecordOffsets(path);
+    ASSERT_EQ(records.size(), 3u);
+    const size_t bodySize = records[1] - records[0] - kRecordHeader;
+    std::vector<uint8_t> bytes = ReadBytes(path);
+
+    // GPS PRN 40 in the first satellite block, with a matching checksum: the
+    // satellite goes, the record stays.
+    const uint16_t prn40 = 40;
+    memcpy(bytes.data() + records[0] + kRecordHeader + 24 + 1, &prn40, 2);
+    SetChecksum(bytes, records[0], bodySize);
+    // A changed body byte without a new checksum.
+    bytes[records[1] + kRecordHeader + 30] ^= 0x40;
+    WriteBytes(path, bytes);
+
+    CTrvFile trv;
+    ASSERT_TRUE(trv.Open(path.c_str(), kTrvRead, false));
+    CGnssEpoch e;
+    ASSERT_EQ(trv.ReadEpochAt(0, e), 0);
+    EXPECT_FALSE(e.HasSatellite(SatelliteId(kGps, 5)));
+    EXPECT_EQ(e.satelliteList.size(), 4u);
+    EXPECT_NE(e.GetSatellite(SatelliteId(kGlonass, 7))->GetSignal(21), nullptr);
+    EXPECT_EQ(trv.ReadEpochAt(1, e), 1);
+    EXPECT_EQ(trv.ReadEpochAt(2, e), 0);
+}
+
+TEST(TrvFileCorruption, SummaryOfATruncatedFile) {
+    ubxtest::TempDir dir;
+    const std::string path = dir.File("cut.trv");
+    WriteFile(path, 6);
+    std::vector<uint8_t> bytes = ReadBytes(path);
+    bytes.resize(bytes.size() - 10);  // the last body is cut
+    // Clear the height summary: each open recomputes the summary in memory.
+    memset(bytes.data() + 199, 0, 8);
+    WriteBytes(path, bytes);
+
+    CTrvFile trv;
+    ASSERT_TRUE(trv.Open(path.c_str(), kTrvRead, false));
+    EXPECT_EQ(trv.EpochCount(), 5);
+    const uint8_t* image = trv.HeaderImage();
+    double last;
+    memcpy(&last, image + 175, 8);
+    EXPECT_DOUBLE_EQ(last, kWeek * 604800.0 + MakeEpoch(5).rawRcvTime);
+    CGnssEpoch e;
+    int read = 0;
+    while (trv.ReadNextEpoch(e) == 0) ++read;
+    EXPECT_EQ(read, 5);
+    trv.Close();
+    EXPECT_EQ(ReadBytes(path), bytes);  // opened for reading: the file is untouched
+
+    // Open for rewrite and close: the summary reaches the file.
+    ASSERT_TRUE(trv.Open(path.c_str(), kTrvReadWrite, false));
+    trv.Close();
+    const std::vector<uint8_t> rebuilt = ReadBytes(path);
+    EXPECT_EQ(At<uint32_t>(rebuilt, 159), 5u);
+    EXPECT_NE(At<double>(rebuilt, 199), 0.0);
+}
+
+TEST(TrvFileCorruption, BrokenHeaderInTheMiddle) {
+    ubxtest::TempDir dir;
+    const std::string path = dir.File("broken.trv");
+    WriteFile(path, 6);
+    const std::vector<size_t> records = RecordOffsets(path);
+    std::vector<uint8_t> bytes = ReadBytes(path);
+    bytes[records[3]] = 0;  // sync word of the fourth record
+    WriteBytes(path, bytes);
+
+    CTrvFile trv;
+    ASSERT_TRUE(trv.Open(path.c_str(), kTrvReadWrite, false));
+    // The index keeps entries for the bad spot; reading over it ends.
+    EXPECT_GT(trv.EpochIndex().size(), 4u);
+    EXPECT_EQ(trv.EpochIndex()[3].offset, static_cast<int64_t>(records[3]));
+    EXPECT_EQ(trv.EpochIndex()[4].offset, static_cast<int64_t>(records[3] + kRecordHeader));
+    CGnssEpoch e;
+    int good = 0, bad = 0;
+    for (int r; (r = trv.ReadNextEpoch(e)) != -1;) (r == 0 ? good : bad)++;
+    // The header still counts six epochs: three good ones, then the index
+    // entries of the bad spot.
+    EXPECT_EQ(trv.EpochCount(), 6);
+    EXPECT_EQ(good, 3);
+    EXPECT_EQ(bad, 3);
+    trv.Close();
+    EXPECT_STREQ(trv.ErrorText(), "Could not read epoch header");
+    EXPECT_EQ(ReadBytes(path), bytes);  // the summary is left as it was
+}
+
+TEST(TrvFileCorruption, DamagedFilesNeverCrash) {
+    ubxtest::TempDir dir;
+    const std::string good = dir.File("good.trv");
+    WriteFile(good, 12);
+    const std::vector<uint8_t> original = ReadBytes(good);
+    const std::string path = dir.File("damaged.trv");
+    std::mt19937 random(20240611);
+    CGnssEpoch e;
+    for (int round = 0; round < 300; ++round) {
+        std::vector<uint8_t> bytes = original;
+        const int flips = 1 + static_cast<int>(random() % 40);
+        for (int i = 0; i < flips; ++i) {
+            // Mostly record headers and counts, where damage does the most.
+            size_t at = kHeader + random() % (bytes.size() - kHeader);
+            if (round % 3 == 0) at = random() % bytes.size();
+            bytes[at] = static_cast<uint8_t>(random());
+        }
+        if (round % 4 == 1) bytes.resize(kHeader + random() % (bytes.size() - kHeader));
+        if (round % 5 == 2 && bytes.size() >= kHeader + kRecordHeader) {
+            // A first record claiming a huge signal count that passes the other tests.
+            const uint16_t many = static_cast<uint16_t>(random());
+            memcpy(bytes.data() + kHeader + 36, &many, 2);
+        }
+        WriteBytes(path, bytes);
+
+        CTrvFile trv;
+        for (int mode : {kTrvRead, kTrvReadWrite}) {
+            if (!trv.Open(path.c_str(), mode, false)) continue;
+            int steps = 0;
+            while (trv.ReadNextEpoch(e) != -1 && ++steps < 10000) {
+            }
+            for (int i = -1; i <= static_cast<int>(trv.EpochIndex().size()); ++i) trv.ReadEpochAt(i, e);
+            trv.ReadNextEpoch(e, false);
+            trv.Close();
+        }
+    }
+    SUCCEED();
+}
+
+}  // namespace
