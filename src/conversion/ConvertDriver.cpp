@@ -1,0 +1,187 @@
+// The conversion driver: one call turns one UBX log into the .trv, .epp and
+// .sta files beside each other. The log is read in blocks and handed to the
+// frame scanner byte by byte; complete epochs go to the raw file and event
+// marks to the station file as the scanner reports them.
+#include <sys/stat.h>
+
+#include <cstdio>
+#include <cstring>
+#include <memory>
+
+#include "conversion/Converter.h"
+#include "conversion/FileNames.h"
+#include "conversion/HostMessages.h"
+#include "conversion/PortArray.h"
+#include "rawfile/TrvFile.h"
+#include "timebase/StationRecord.h"
+
+namespace ublox2trv {
+
+namespace {
+
+constexpr size_t kReadBlockSize = 2048;
+constexpr int kUbloxReceiverType = 39;
+constexpr int kRawFileVersion = 3;
+constexpr const char* kProgramName = "UBLOX2TRV";
+constexpr const char* kRawExtension = ".trv";
+constexpr const char* kEphemerisExtension = ".epp";
+constexpr const char* kStationExtension = ".sta";
+
+// The paths of the run, the read buffer and, behind it, the station record
+// that the decoders fill. Static: one conversion at a time per process.
+struct DriverBuffers {
+    char rawPath[kPathSize];
+    char ephemerisPath[kPathSize];
+    char stationPath[kPathSize];
+    char inputPath[kPathSize];
+    uint8_t readBuffer[kReadBlockSize];
+    StationRecord stationRecord;
+};
+DriverBuffers buffers;
+
+struct FileCloser {
+    void operator()(FILE* file) const { std::fclose(file); }
+};
+using FileHandle = std::unique_ptr<FILE, FileCloser>;
+
+// Closes the port if an early return or an exception leaves it open.
+struct PortCloser {
+    ~PortCloser() { ClosePort(); }
+};
+
+// The host's callback block is used for the length of one call only; no
+// message may reach it once the call has returned.
+struct CallbackScope {
+    explicit CallbackScope(ConvertCallbacks* callbacks) { hostCallbacks = callbacks; }
+    ~CallbackScope() { hostCallbacks = nullptr; }
+};
+
+void CopyPath(char (&to)[kPathSize], const char* from) {
+    std::memcpy(to, from, kPathSize);
+    to[kPathSize - 1] = '\0';
+}
+
+int32_t InputLength(FILE* file) {
+    struct stat status;
+    if (fstat(fileno(file), &status) != 0) return 0;
+    return static_cast<int32_t>(status.st_size);
+}
+
+bool BlocksAreValid(const ConvertParams* params, const ConvertCallbacks* callbacks) {
+    return params != nullptr && callbacks != nullptr && params->structSize == UBLOX2TRV_PARAMS_SIZE &&
+           callbacks->structSize == UBLOX2TRV_CALLBACKS_SIZE && params->structVersion == UBLOX2TRV_STRUCT_VERSION;
+}
+
+void ReportProgress(int32_t done, int32_t total) {
+    if (hostCallbacks->progress != nullptr) hostCallbacks->progress(done, total);
+}
+
+// The pre-processing checks over the new raw file join the run here once the
+// preprocessor exists; until then a conversion ends when its files are
+// written, whatever runChecks asks.
+int32_t RunPreprocessingChecks(const ConvertParams& params) {
+    static_cast<void>(params);
+    return 0;
+}
+
+}  // namespace
+
+int32_t ConvertFile(ConvertParams* params, ConvertCallbacks* callbacks) {
+    if (!BlocksAreValid(params, callbacks)) {
+        SetErrorText("Incorrect version of ublox2trv.dll");
+        return 1;
+    }
+
+    CallbackScope callbackScope(callbacks);
+    abortCount.store(0, std::memory_order_relaxed);
+    logAll = params->options.logAllMessages;
+    CopyPath(buffers.inputPath, params->inputFile);
+    CopyPath(buffers.rawPath, params->outputFile);
+    CopyPath(buffers.ephemerisPath, params->outputFile);
+    CopyPath(buffers.stationPath, params->outputFile);
+    SetFileExtension(buffers.rawPath, kRawExtension, kPathSize);
+    SetFileExtension(buffers.ephemerisPath, kEphemerisExtension, kPathSize);
+    SetFileExtension(buffers.stationPath, kStationExtension, kPathSize);
+
+    FileHandle input(std::fopen(buffers.inputPath, "rb"));
+    if (!input) {
+        SetErrorText("Error: Unable to open %s", buffers.inputPath);
+        return 1;
+    }
+    FileHandle station(std::fopen(buffers.stationPath, "w"));
+    if (!station) {
+        SetErrorText("Error: Unable to open %s", buffers.stationPath);
+        return 1;
+    }
+
+    char version[kVersionTextSize];
+    FormatVersion(_DLLVersionNumber_(), version, sizeof version);
+    char firstLine[kPathSize];
+    std::snprintf(firstLine, sizeof firstLine, "$STAINFO Ver %s UBLOX2TRV U-blox\n", version);
+    std::fprintf(station.get(), "%s", firstLine);
+
+    auto raw = std::make_unique<CTrvFile>();
+    if (!raw->Create(buffers.rawPath, kUbloxReceiverType, nullptr, kProgramName, -1.0, 0.0, nullptr,
+                     kRawFileVersion)) {
+        SetErrorText("%s", raw->ErrorText());
+        return 1;
+    }
+
+    // The port is closed before the epoch it points to goes away.
+    CGnssEpoch epoch;
+    PortCloser portCloser;
+    if (OpenPort(FilterMessage, &epoch) != 0) return 1;
+    SetPortOptions(&params->options, UBLOX2TRV_OPTIONS_SIZE);
+    const int32_t total = InputLength(input.get());
+
+    int32_t epochs = 0;
+    int32_t events = 0;
+    int32_t done = 0;
+    while (!std::feof(input.get())) {
+        if (abortCount.load(std::memory_order_relaxed) != 0) break;
+        const size_t read = std::fread(buffers.readBuffer, 1, kReadBlockSize, input.get());
+        done += static_cast<int32_t>(read);
+
+        for (size_t i = 0; i < read; ++i) {
+            const int result = DecodeByte(buffers.readBuffer[i], &buffers.stationRecord);
+            if (result == kDecodeEpoch) {
+                if (raw->AppendEpoch(epoch, true) != 0)
+                    FilterMessage(kLevelAlways, epoch.rawRcvTime, raw->ErrorText());
+                else
+                    ++epochs;
+                epoch.Reset();
+            } else if (result == kDecodeStationRecord) {
+                StationRecord mark;
+                std::memcpy(&mark, &buffers.stationRecord, sizeof mark);
+                // A failed write goes to the host unfiltered and the run goes on.
+                if (WriteStationRecord(station.get(), &mark, errorText) != 0)
+                    SendHostMessage(kNoMessageTime, errorText);
+                else
+                    ++events;
+            }
+        }
+
+        ReportProgress(done, total);
+        if (abortCount.load(std::memory_order_relaxed) != 0) SetErrorText("User Quit");
+        // A read error that is no end of file would otherwise never end.
+        if (std::ferror(input.get())) break;
+    }
+    ReportProgress(total, total);
+
+    // Also after an abort, so a stopped run leaves a complete set of files.
+    params->epochsWritten = epochs;
+    params->ephemeridesWritten = WriteEphemerisFile(buffers.ephemerisPath);
+    params->eventsWritten = events;
+
+    ClosePort();
+    input.reset();
+    station.reset();
+    raw->Close();
+    raw.reset();
+
+    if (abortCount.load(std::memory_order_relaxed) != 0) return 1;
+    if (params->options.runChecks == 0) return 0;
+    return RunPreprocessingChecks(*params);
+}
+
+}  // namespace ublox2trv

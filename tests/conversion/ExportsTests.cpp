@@ -1,0 +1,49 @@
+// The shared library as a host sees it: loaded by name, seven C functions.
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+#include "conversion/ConvertApi.h"
+#include "support/TestPaths.h"
+#include "support/UbxWriter.h"
+
+TEST(Exports, AHostConvertsThroughTheCFunctions) {
+    const std::string path = (ubxtest::BinaryDir() / "lib" / "libublox2trv.so").string();
+    void* library = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+    if (library == nullptr) GTEST_SKIP() << "shared library not built: " << dlerror();
+    auto find = [&](const char* name) { return dlsym(library, name); };
+    for (const char* name : {"ConvertFile", "AutoDetect", "Abort", "GetErrString", "SetFactoryDefaults",
+                             "_DLLVersionNumber_", "_DLLVersionYear_"})
+        EXPECT_NE(find(name), nullptr) << name;
+    EXPECT_EQ(find("_ZN9ublox2trv10DecodeByteEhP13StationRecord"), nullptr);  // helpers stay inside
+    auto version = reinterpret_cast<double (*)()>(find("_DLLVersionNumber_"));
+    auto defaults = reinterpret_cast<void (*)(int32_t, void*)>(find("SetFactoryDefaults"));
+    auto convert = reinterpret_cast<int32_t (*)(ConvertParams*, ConvertCallbacks*)>(find("ConvertFile"));
+    auto errorText = reinterpret_cast<void (*)(char*)>(find("GetErrString"));
+    ASSERT_TRUE(version && defaults && convert && errorText);
+    EXPECT_DOUBLE_EQ(version(), 9.002207);
+
+    ubxtest::TempDir dir;
+    ubxtest::UbxLog log;
+    ASSERT_TRUE(log.Add(ubxtest::MakeTimTm2(ubxtest::TimeMark{})).Save(dir.File("in.ubx")));
+    ConvertParams params;
+    std::memset(&params, 0, sizeof params);
+    params.structSize = UBLOX2TRV_PARAMS_SIZE;
+    params.structVersion = UBLOX2TRV_STRUCT_VERSION;
+    defaults(UBLOX2TRV_OPTIONS_SIZE, &params.options);
+    std::snprintf(params.inputFile, sizeof params.inputFile, "%s", dir.File("in.ubx").c_str());
+    std::snprintf(params.outputFile, sizeof params.outputFile, "%s", dir.File("out.trv").c_str());
+    ConvertCallbacks callbacks;
+    std::memset(&callbacks, 0, sizeof callbacks);
+    callbacks.structSize = UBLOX2TRV_CALLBACKS_SIZE;
+    EXPECT_EQ(convert(&params, &callbacks), 0);
+    EXPECT_EQ(params.eventsWritten, 1);
+
+    params.structVersion = 13;
+    EXPECT_EQ(convert(&params, &callbacks), 1);
+    char text[512];
+    errorText(text);
+    EXPECT_STREQ(text, "Incorrect version of ublox2trv.dll");
+    dlclose(library);
+}
