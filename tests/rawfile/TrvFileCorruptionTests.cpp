@@ -1,9 +1,7 @@
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <random>
 
-#include "support/TestPaths.h"
 #include "TrvTestEpochs.h"
 
 using namespace trvtest;
@@ -22,11 +20,13 @@ std::vector<size_t> RecordOffsets(const std::string& path) {
     return offsets;
 }
 
-void SetChecksum(std::vector<uint8_t>& bytes, size_t record, size_t bodySize) {
-    uint32_t sum = 0;
-    for (size_t i = 0; i < bodySize; ++i) sum += bytes[record + kRecordHeader + i];
-    const uint16_t checksum = static_cast<uint16_t>(sum);
-    memcpy(bytes.data() + record + 38, &checksum, 2);
+// The result of every forward read from the first epoch.
+std::vector<int> ReadResults(CTrvFile& trv) {
+    CGnssEpoch e;
+    std::vector<int> results;
+    EXPECT_TRUE(trv.RewindToFirstEpoch());
+    for (int r; (r = trv.ReadNextEpoch(e)) != -1;) results.push_back(r);
+    return results;
 }
 
 TEST(TrvFileCorruption, ReaderTimeBoundsDifferBetweenFullAndFastReads) {
@@ -41,6 +41,8 @@ TEST(TrvFileCorruption, ReaderTimeBoundsDifferBetweenFullAndFastReads) {
     }
     trv.Close();
 
+    // The fast reader behind the index and the summary takes all four; the
+    // full reader refuses 604800.5 silently and reads on after it.
     ASSERT_TRUE(trv.Open(path.c_str(), kTrvRead, false));
     ASSERT_EQ(trv.EpochCount(), 4);
     ASSERT_EQ(trv.EpochIndex().size(), 4u);
@@ -48,13 +50,8 @@ TEST(TrvFileCorruption, ReaderTimeBoundsDifferBetweenFullAndFastReads) {
     EXPECT_EQ(trv.ReadEpochAt(1, e), 0);
     EXPECT_EQ(e.rawRcvTime, 604800.001);
     EXPECT_EQ(trv.ReadEpochAt(2, e), 1);
-    EXPECT_STREQ(trv.ErrorText(), "");  // silent
-    EXPECT_EQ(trv.ReadEpochAt(3, e), 0);
-    // Reading on after a bad record moves past it.
-    ASSERT_TRUE(trv.RewindToFirstEpoch());
-    std::vector<int> results;
-    for (int r; (r = trv.ReadNextEpoch(e)) != -1;) results.push_back(r);
-    EXPECT_EQ(results, (std::vector<int>{0, 0, 1, 0}));
+    EXPECT_STREQ(trv.ErrorText(), "");
+    EXPECT_EQ(ReadResults(trv), (std::vector<int>{0, 0, 1, 0}));
 }
 
 TEST(TrvFileCorruption, ChecksumAndUnknownSatellites) {
@@ -63,16 +60,17 @@ TEST(TrvFileCorruption, ChecksumAndUnknownSatellites) {
     WriteFile(path, 3);
     const std::vector<size_t> records = RecordOffsets(path);
     ASSERT_EQ(records.size(), 3u);
-    const size_t bodySize = records[1] - records[0] - kRecordHeader;
+    const size_t body = records[0] + kRecordHeader, bodySize = records[1] - body;
     std::vector<uint8_t> bytes = ReadBytes(path);
 
     // GPS PRN 40 in the first satellite block, with a matching checksum: the
     // satellite goes, the record stays.
     const uint16_t prn40 = 40;
-    memcpy(bytes.data() + records[0] + kRecordHeader + 24 + 1, &prn40, 2);
-    SetChecksum(bytes, records[0], bodySize);
-    // A changed body byte without a new checksum.
-    bytes[records[1] + kRecordHeader + 30] ^= 0x40;
+    memcpy(bytes.data() + body + 24 + 1, &prn40, 2);
+    uint16_t sum = 0;
+    for (size_t i = 0; i < bodySize; ++i) sum = static_cast<uint16_t>(sum + bytes[body + i]);
+    memcpy(bytes.data() + records[0] + 38, &sum, 2);
+    bytes[records[1] + kRecordHeader + 30] ^= 0x40;  // a changed body byte without a new checksum
     WriteBytes(path, bytes);
 
     CTrvFile trv;
@@ -82,8 +80,7 @@ TEST(TrvFileCorruption, ChecksumAndUnknownSatellites) {
     EXPECT_FALSE(e.HasSatellite(SatelliteId(kGps, 5)));
     EXPECT_EQ(e.satelliteList.size(), 4u);
     EXPECT_NE(e.GetSatellite(SatelliteId(kGlonass, 7))->GetSignal(21), nullptr);
-    EXPECT_EQ(trv.ReadEpochAt(1, e), 1);
-    EXPECT_EQ(trv.ReadEpochAt(2, e), 0);
+    EXPECT_EQ(ReadResults(trv), (std::vector<int>{0, 1, 0}));
 }
 
 TEST(TrvFileCorruption, SummaryOfATruncatedFile) {
@@ -92,21 +89,16 @@ TEST(TrvFileCorruption, SummaryOfATruncatedFile) {
     WriteFile(path, 6);
     std::vector<uint8_t> bytes = ReadBytes(path);
     bytes.resize(bytes.size() - 10);  // the last body is cut
-    // Clear the height summary: each open recomputes the summary in memory.
-    memset(bytes.data() + 199, 0, 8);
+    memset(bytes.data() + 199, 0, 8);  // the height summary: each open recomputes it in memory
     WriteBytes(path, bytes);
 
     CTrvFile trv;
     ASSERT_TRUE(trv.Open(path.c_str(), kTrvRead, false));
     EXPECT_EQ(trv.EpochCount(), 5);
-    const uint8_t* image = trv.HeaderImage();
     double last;
-    memcpy(&last, image + 175, 8);
-    EXPECT_DOUBLE_EQ(last, kWeek * 604800.0 + MakeEpoch(5).rawRcvTime);
-    CGnssEpoch e;
-    int read = 0;
-    while (trv.ReadNextEpoch(e) == 0) ++read;
-    EXPECT_EQ(read, 5);
+    memcpy(&last, trv.HeaderImage() + 175, 8);
+    EXPECT_DOUBLE_EQ(last, kWeek * 604800.0 + MakeEpoch(5).rawRcvTime);  // of the cut record
+    EXPECT_EQ(ReadResults(trv), std::vector<int>(5, 0));
     trv.Close();
     EXPECT_EQ(ReadBytes(path), bytes);  // opened for reading: the file is untouched
 
@@ -129,18 +121,14 @@ TEST(TrvFileCorruption, BrokenHeaderInTheMiddle) {
 
     CTrvFile trv;
     ASSERT_TRUE(trv.Open(path.c_str(), kTrvReadWrite, false));
-    // The index keeps entries for the bad spot; reading over it ends.
-    EXPECT_GT(trv.EpochIndex().size(), 4u);
+    // The index keeps an entry for every 72 bytes tried at the bad spot.
+    ASSERT_GT(trv.EpochIndex().size(), 4u);
     EXPECT_EQ(trv.EpochIndex()[3].offset, static_cast<int64_t>(records[3]));
     EXPECT_EQ(trv.EpochIndex()[4].offset, static_cast<int64_t>(records[3] + kRecordHeader));
-    CGnssEpoch e;
-    int good = 0, bad = 0;
-    for (int r; (r = trv.ReadNextEpoch(e)) != -1;) (r == 0 ? good : bad)++;
     // The header still counts six epochs: three good ones, then the index
     // entries of the bad spot.
     EXPECT_EQ(trv.EpochCount(), 6);
-    EXPECT_EQ(good, 3);
-    EXPECT_EQ(bad, 3);
+    EXPECT_EQ(ReadResults(trv), (std::vector<int>{0, 0, 0, 1, 1, 1}));
     trv.Close();
     EXPECT_STREQ(trv.ErrorText(), "Could not read epoch header");
     EXPECT_EQ(ReadBytes(path), bytes);  // the summary is left as it was
@@ -148,19 +136,17 @@ TEST(TrvFileCorruption, BrokenHeaderInTheMiddle) {
 
 TEST(TrvFileCorruption, DamagedFilesNeverCrash) {
     ubxtest::TempDir dir;
-    const std::string good = dir.File("good.trv");
+    const std::string good = dir.File("good.trv"), path = dir.File("damaged.trv");
     WriteFile(good, 12);
     const std::vector<uint8_t> original = ReadBytes(good);
-    const std::string path = dir.File("damaged.trv");
     std::mt19937 random(20240611);
     CGnssEpoch e;
     for (int round = 0; round < 300; ++round) {
         std::vector<uint8_t> bytes = original;
         const int flips = 1 + static_cast<int>(random() % 40);
+        // Mostly record headers and counts, where damage does the most.
         for (int i = 0; i < flips; ++i) {
-            // Mostly record headers and counts, where damage does the most.
-            size_t at = kHeader + random() % (bytes.size() - kHeader);
-            if (round % 3 == 0) at = random() % bytes.size();
+            const size_t at = round % 3 == 0 ? random() % bytes.size() : kHeader + random() % (bytes.size() - kHeader);
             bytes[at] = static_cast<uint8_t>(random());
         }
         if (round % 4 == 1) bytes.resize(kHeader + random() % (bytes.size() - kHeader));
@@ -174,15 +160,13 @@ TEST(TrvFileCorruption, DamagedFilesNeverCrash) {
         CTrvFile trv;
         for (int mode : {kTrvRead, kTrvReadWrite}) {
             if (!trv.Open(path.c_str(), mode, false)) continue;
-            int steps = 0;
-            while (trv.ReadNextEpoch(e) != -1 && ++steps < 10000) {
+            for (int steps = 0; trv.ReadNextEpoch(e) != -1 && steps < 10000; ++steps) {
             }
             for (int i = -1; i <= static_cast<int>(trv.EpochIndex().size()); ++i) trv.ReadEpochAt(i, e);
             trv.ReadNextEpoch(e, false);
             trv.Close();
         }
     }
-    SUCCEED();
 }
 
 }  // namespace

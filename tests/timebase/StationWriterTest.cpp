@@ -8,11 +8,14 @@
 
 namespace {
 
-StationRecord Record(uint8_t kind, const char* name, uint8_t timeType = kTimeGps) {
+StationRecord Record(uint8_t kind, const char* name, uint8_t timeType = kTimeGps, const char* description = "",
+                     const char* remark = "") {
     StationRecord r;
     memset(&r, 0, sizeof r);
     r.kind = kind;
     strcpy(r.name, name);
+    strcpy(r.description, description);
+    strcpy(r.remark, remark);
     r.timeType = timeType;
     r.week = -1;
     return r;
@@ -20,8 +23,7 @@ StationRecord Record(uint8_t kind, const char* name, uint8_t timeType = kTimeGps
 
 // Writes the record to a fresh file and checks the file's whole text, the
 // result and the error text ("Disk full" is left there after a success).
-void Check(const StationRecord& r, const std::string& text, int result = 0,
-           const char* error = "Disk full") {
+void Check(const StationRecord& r, const std::string& text, int result = 0, const char* error = "Disk full") {
     FILE* f = tmpfile();
     ASSERT_NE(f, nullptr);
     char errorText[512] = "";
@@ -37,14 +39,12 @@ void Check(const StationRecord& r, const std::string& text, int result = 0,
 }  // namespace
 
 TEST(WriteStationRecord, OpeningAndTimeLines) {
-    StationRecord r = Record(kStaMark, "1");
-    strcpy(r.description, "Rising Edge");
+    StationRecord r = Record(kStaMark, "1", kTimeGps, "Rising Edge");
     r.time = 123456.789;
     r.week = 2210;
     Check(r, "Mrk {\n\tEvent: \"1\"\n\tDesc: \"Rising Edge\"\n\tGTim: 123456.789000 2210\n}\n");
 
-    r = Record(kStaHeader, "Proj", kTimeNone);  // a header needs no time
-    strcpy(r.remark, "ZED");
+    r = Record(kStaHeader, "Proj", kTimeNone, "", "ZED");  // a header needs no time
     strcpy(r.receiverSub, "F9P");
     r.week = 2048;
     Check(r, "Hdr {\n\tProj: \"Proj\"\n\tRxName: \"ZED\"\n\tRxSub: \"F9P\"\n}\n");
@@ -53,8 +53,7 @@ TEST(WriteStationRecord, OpeningAndTimeLines) {
     r.time = 3 * 86400.0 + 45296.2;
     Check(r, "Hdr {\n\tTime: 12:34:56\n\tDate: 04/10/2019\n}\n");
 
-    r = Record(kStaStation, "BASE", kTimeUtc);
-    strcpy(r.remark, "pillar");
+    r = Record(kStaStation, "BASE", kTimeUtc, "", "pillar");
     r.time = 10.5;
     Check(r, "Sta {\n\tID: \"BASE\"\n\tRem: \"pillar\"\n\tUTim: 10.500000\n}\n");
 
@@ -73,6 +72,15 @@ TEST(WriteStationRecord, RefusedRecords) {
     Check(r, "Mrk {\n\tEvent: \"7\"\n}\n", 1, "Local time not supported in NewSta format");
     Check(Record(kStaStation, ""), "", 1, "Missing station name");
     Check(Record(kStaBody, ""), "", 1, "Missing event name");
+
+    FILE* full = fopen("/dev/full", "w");
+    if (full == nullptr) GTEST_SKIP() << "/dev/full is absent";
+    setvbuf(full, nullptr, _IONBF, 0);  // so the first write meets the full device
+    char error[512] = "";
+    r = Record(kStaMark, "1");
+    EXPECT_EQ(WriteStationRecord(full, &r, error), 1);
+    EXPECT_STREQ(error, "Disk full");
+    fclose(full);
 }
 
 TEST(WriteStationRecord, PositionHeightAndAntennaLines) {
@@ -106,15 +114,4 @@ TEST(WriteStationRecord, PositionHeightAndAntennaLines) {
     r.antExValue = 0.125f;
     strcpy(r.antenna, "ANT");
     Check(r, "\tGTim: 0.000000\n\tHi: 1.5000 KESTREL\n\tAntEx: 1 -2 3 0.1250 0.0000 \"ANT\"\n}\n");
-}
-
-TEST(WriteStationRecord, FailedWritesSayDiskFull) {
-    FILE* full = fopen("/dev/full", "w");
-    if (full == nullptr) GTEST_SKIP() << "/dev/full is absent";
-    setvbuf(full, nullptr, _IONBF, 0);  // so the first write meets the full device
-    char error[512] = "";
-    const StationRecord r = Record(kStaMark, "1");
-    EXPECT_EQ(WriteStationRecord(full, &r, error), 1);
-    EXPECT_STREQ(error, "Disk full");
-    fclose(full);
 }
