@@ -97,6 +97,15 @@ float PseudorangeStdDev(int n) {
     return static_cast<float>(std::ldexp(static_cast<double>(step), n));
 }
 
+// A satellite record reused for every block that starts a new satellite,
+// so that decoding allocates nothing once its signal slots are warm.
+CGnssSatellite& ScratchSatellite(const SatelliteId& id) {
+    static CGnssSatellite scratch;
+    scratch.Reset();
+    scratch.id = id;
+    return scratch;
+}
+
 }  // namespace
 
 int RoundToFiftyMs(double seconds) { return static_cast<int>(seconds * 1000.0 / 50.0 + 0.5) * 50; }
@@ -133,7 +142,7 @@ int DecodeRxmRaw(StationRecord*) {
         if (sv > kRawHighestPrn) continue;
         const double cpMes = PayloadF64(frame, block + kRawCpMes);
 
-        CGnssSatellite satellite{SatelliteId(kGps, sv)};
+        CGnssSatellite& satellite = ScratchSatellite(SatelliteId(kGps, sv));
         CGnssSignal signal;
         signal.signalId = 0;
         signal.flags = kSigPresent | kSigLockTime;
@@ -261,11 +270,11 @@ int DecodeRxmRawx(StationRecord*) {
 
         // Signals of one satellite share its record; a later block on the
         // same slot replaces the earlier one.
-        const CGnssSatellite* held = epoch.GetSatellite(id);
-        CGnssSatellite satellite = held != nullptr ? *held : CGnssSatellite(id);
+        CGnssSatellite* held = epoch.GetSatellite(id);
+        CGnssSatellite& satellite = held != nullptr ? *held : ScratchSatellite(id);
         if (constellation == kGlonass) satellite.glonassChannel = channel;
         satellite.SetSignal(signal);
-        epoch.SetSatellite(satellite);
+        if (held == nullptr) epoch.SetSatellite(satellite);
     }
 
     epoch.trueRcvTime = epoch.rawRcvTime;

@@ -1,5 +1,6 @@
 #include "rawfile/GnssEpoch.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <new>
@@ -31,9 +32,11 @@ void HorizontalDifference(const GeodeticPosition& a, const GeodeticPosition& b, 
     east = (b.longitude - a.longitude) * kMetresPerDegree * cos(a.latitude * kDegreesToRadians);
 }
 
-CGnssEpoch::CGnssEpoch() = default;
+// One reservation for every satellite the table can hold: the list never
+// allocates again.
+CGnssEpoch::CGnssEpoch() { satelliteList.reserve(kMaxListedSatellites); }
 
-CGnssEpoch::CGnssEpoch(const CGnssEpoch& other) { *this = other; }
+CGnssEpoch::CGnssEpoch(const CGnssEpoch& other) : CGnssEpoch() { *this = other; }
 
 void CGnssEpoch::Reset() {
     flags = 0;
@@ -81,7 +84,7 @@ bool CGnssEpoch::SetSatellite(const CGnssSatellite& satellite) {
     if (!entry) entry.reset(new (std::nothrow) CGnssSatellite);
     if (!entry) return false;
     *entry = satellite;
-    RebuildSatelliteList();
+    InsertListed(satellite.id);
     return true;
 }
 
@@ -151,21 +154,20 @@ double CGnssEpoch::TimeOfWeekSeconds(bool useRaw) const {
 
 void CGnssEpoch::RebuildSatelliteList() {
     satelliteList.clear();
-    try {
-        // One reservation for every possible satellite: later rebuilds never allocate.
-        if (satelliteList.capacity() < kMaxListedSatellites) satelliteList.reserve(kMaxListedSatellites);
-    } catch (...) {
-    }
     for (int c = 0; c < kStoredConstellations; ++c) {
         for (int prn = 1; prn <= HighestPrn(c); ++prn) {
             const CGnssSatellite* entry = satellites[c][prn].get();
-            if (entry && entry->id.constellation == c && entry->id.prn == prn) {
-                try {
-                    satelliteList.push_back(entry->id);
-                } catch (...) {
-                    return;
-                }
-            }
+            if (entry && entry->id.constellation == c && entry->id.prn == prn) satelliteList.push_back(entry->id);
         }
     }
+}
+
+// Keeps the list in constellation and PRN order, as a full rebuild would,
+// without scanning the whole table for every satellite added.
+void CGnssEpoch::InsertListed(const SatelliteId& id) {
+    auto before = [](const SatelliteId& a, const SatelliteId& b) {
+        return a.constellation != b.constellation ? a.constellation < b.constellation : a.prn < b.prn;
+    };
+    auto at = std::lower_bound(satelliteList.begin(), satelliteList.end(), id, before);
+    if (at == satelliteList.end() || *at != id) satelliteList.insert(at, id);
 }

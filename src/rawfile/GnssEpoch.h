@@ -60,4 +60,5 @@ public:
 
 private:
     void RebuildSatelliteList();
+    void InsertListed(const SatelliteId& id);
 };

@@ -7,7 +7,6 @@ namespace {
 struct ConstellationInfo {
     const char* text;
     char letter;
-    int highestPrn;
     int signalSlots;
     int signalBase;
 };
@@ -15,8 +14,8 @@ struct ConstellationInfo {
 // Indexed by GnssConstellation. SBAS has names and signals but no PRN range,
 // so an SBAS satellite can never enter an epoch.
 constexpr ConstellationInfo kConstellations[] = {
-    {"GPS", 'G', 32, 6, 0},      {"GLONASS", 'R', 24, 4, 20}, {"BEIDOU", 'C', 63, 6, 40},
-    {"QZSS", 'J', 10, 5, 80},    {"GALILEO", 'E', 36, 5, 60}, {"SBAS", 'S', 0, 2, 100},
+    {"GPS", 'G', 6, 0},      {"GLONASS", 'R', 4, 20}, {"BEIDOU", 'C', 6, 40},
+    {"QZSS", 'J', 5, 80},    {"GALILEO", 'E', 5, 60}, {"SBAS", 'S', 2, 100},
 };
 constexpr int kConstellationCount = 6;
 
@@ -74,11 +73,6 @@ const std::vector<GnssSignalId> kSignalPreference[6] = {
 const std::vector<int> kAntennaFrequencies[6] = {
     {0, 1, 2}, {3, 4, 5}, {6, 7, 8, 9, 10, 11}, {17, 18, 19, 20}, {12, 13, 14, 15, 16}, {},
 };
-
-int HighestPrn(GnssConstellation constellation) {
-    const ConstellationInfo* info = Info(constellation);
-    return info ? info->highestPrn : 0;
-}
 
 int SignalSlotCount(GnssConstellation constellation) {
     const ConstellationInfo* info = Info(constellation);

@@ -15,7 +15,11 @@ inline constexpr int kStoredConstellations = 5;   // GPS .. Galileo
 inline constexpr int kPrnTableSize = 64;          // tables by satellite are [5][64]
 inline constexpr int kMaxSignalSlots = 6;
 
-int HighestPrn(GnssConstellation constellation);
+// Highest PRN by constellation; SBAS has none, so it never enters an epoch.
+inline constexpr int kHighestPrn[6] = {32, 24, 63, 10, 36, 0};
+inline int HighestPrn(GnssConstellation constellation) {
+    return constellation >= 0 && constellation < 6 ? kHighestPrn[constellation] : 0;
+}
 int SignalSlotCount(GnssConstellation constellation);
 const char* ConstellationText(GnssConstellation constellation);    // "GPS", "GLONASS", ...
 char ConstellationLetter(GnssConstellation constellation);          // G R C J E S, M unknown
