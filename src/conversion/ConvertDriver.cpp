@@ -20,6 +20,9 @@ namespace ublox2trv {
 namespace {
 
 constexpr size_t kReadBlockSize = 2048;
+// The input stream's own buffer: the log is handed on 2048 bytes at a time,
+// but taken from the disk in larger reads.
+constexpr size_t kInputStreamBuffer = 65536;
 constexpr int kUbloxReceiverType = 39;
 constexpr int kRawFileVersion = 3;
 constexpr const char* kProgramName = "UBLOX2TRV";
@@ -36,6 +39,7 @@ struct DriverBuffers {
     char inputPath[kPathSize];
     uint8_t readBuffer[kReadBlockSize];
     StationRecord stationRecord;
+    char inputStreamBuffer[kInputStreamBuffer];
 };
 DriverBuffers buffers;
 
@@ -108,6 +112,7 @@ int32_t ConvertFile(ConvertParams* params, ConvertCallbacks* callbacks) {
         SetErrorText("Error: Unable to open %s", buffers.inputPath);
         return 1;
     }
+    std::setvbuf(input.get(), buffers.inputStreamBuffer, _IOFBF, sizeof buffers.inputStreamBuffer);
     FileHandle station(std::fopen(buffers.stationPath, "w"));
     if (!station) {
         SetErrorText("Error: Unable to open %s", buffers.stationPath);
@@ -142,8 +147,10 @@ int32_t ConvertFile(ConvertParams* params, ConvertCallbacks* callbacks) {
         const size_t read = std::fread(buffers.readBuffer, 1, kReadBlockSize, input.get());
         done += static_cast<int32_t>(read);
 
-        for (size_t i = 0; i < read; ++i) {
-            const int result = DecodeByte(buffers.readBuffer[i], &buffers.stationRecord);
+        for (size_t i = 0; i < read;) {
+            size_t used = 0;
+            const int result = DecodeBytes(buffers.readBuffer + i, read - i, used, &buffers.stationRecord);
+            i += used;
             if (result == kDecodeEpoch) {
                 if (raw->AppendEpoch(epoch, true) != 0)
                     FilterMessage(kLevelAlways, epoch.rawRcvTime, raw->ErrorText());

@@ -3,6 +3,7 @@
 // mix UBX with NMEA, RTCM and noise, so a 0xB5 is often no frame start; a
 // rejected frame is scanned again from its second byte, since the false
 // start may have swallowed the beginning of a true frame.
+#include <algorithm>
 #include <cstring>
 
 #include "conversion/HostMessages.h"
@@ -99,8 +100,8 @@ int RejectFrame(PortArray& port, StationRecord* record) {
     uint8_t copy[kFrameBufferSize];
     const int copied = port.count;
     std::memcpy(copy, port.frame, static_cast<size_t>(copied));
-    int result = kDecodeNothing;
-    for (int i = 1; i < copied && result == kDecodeNothing; ++i) result = DecodeByte(copy[i], record);
+    size_t used = 0;
+    const int result = copied > 1 ? DecodeBytes(copy + 1, static_cast<size_t>(copied - 1), used, record) : 0;
     port.replaying = 0;
     return result;
 }
@@ -181,7 +182,9 @@ int DecodeByte(uint8_t byte, StationRecord* record) {
 
     if (port.state == kScanSearching) {
         if (byte != kUbxSync1) return kDecodeNothing;
-        std::memset(port.frame, 0, sizeof port.frame);
+        // The frame starts cleared. Only the previous frame's bytes can be
+        // set: count is their extent, and OpenPort cleared the rest.
+        std::memset(port.frame, 0, static_cast<size_t>(std::clamp(port.count, 0, kFrameBufferSize)));
         port.frame[0] = byte;
         port.count = 1;
         port.record = nullptr;
@@ -190,6 +193,42 @@ int DecodeByte(uint8_t byte, StationRecord* record) {
     }
     if (port.state == kScanHeader) return ScanHeader(port, byte, record);
     return ScanBody(port, byte, record);
+}
+
+// The same scan over a block of bytes, with the same results, for the
+// driver's read loop: it jumps to the next 0xB5 while searching and copies
+// the body bytes of a frame that can trigger none of the checks in one go;
+// every other byte goes through DecodeByte. Returns at the first non-zero
+// result with `used` the count of bytes consumed, including the one that
+// gave it.
+int DecodeBytes(const uint8_t* data, size_t size, size_t& used, StationRecord* record) {
+    size_t i = 0;
+    while (i < size) {
+        PortArray* port = portNeverOpened ? nullptr : portArray;
+        if (port != nullptr && port->state == kScanSearching) {
+            const void* sync = std::memchr(data + i, kUbxSync1, size - i);
+            if (sync == nullptr) break;
+            i = static_cast<size_t>(static_cast<const uint8_t*>(sync) - data);
+        } else if (port != nullptr && port->state >= 0) {
+            int limit = std::min(port->frameLength, kFrameBufferSize);
+            if (port->countFieldEnd > port->count) limit = std::min(limit, port->countFieldEnd);
+            const int quiet = limit - port->count - 1;
+            if (quiet > 0) {
+                const size_t take = std::min(static_cast<size_t>(quiet), size - i);
+                std::memcpy(port->frame + port->count, data + i, take);
+                port->count += static_cast<int32_t>(take);
+                i += take;
+                if (i == size) break;
+            }
+        }
+        const int result = DecodeByte(data[i++], record);
+        if (result != kDecodeNothing) {
+            used = i;
+            return result;
+        }
+    }
+    used = size;
+    return kDecodeNothing;
 }
 
 }  // namespace ublox2trv

@@ -2,6 +2,7 @@
 // The decoder's state block and the frame scanner's interface. There is one
 // PortArray per process, allocated by OpenPort and reached through
 // portArray; every record decoder works on it.
+#include <cstddef>
 #include <cstdint>
 
 #include "conversion/ConvertApi.h"
@@ -114,6 +115,9 @@ extern int32_t unknownSignalWarnings;
 int OpenPort(PortMessageFunction message, CGnssEpoch* epoch);
 void SetPortOptions(const void* options, int size);
 int DecodeByte(uint8_t byte, StationRecord* record);
+// DecodeByte over a block: stops after the first byte with a non-zero
+// result, which it returns, and tells in used how many bytes it took.
+int DecodeBytes(const uint8_t* data, size_t size, size_t& used, StationRecord* record);
 // Writes the .epp file beside path; the count of records written, or -1
 // when the port is not open.
 int WriteEphemerisFile(const char* path);
