@@ -9,7 +9,7 @@ set -euo pipefail
 cd "$(dirname "$0")"
 
 JOBS=${JOBS:-$(nproc)}
-PACKAGES=(g++ cmake make libgtest-dev libbenchmark-dev libxerces-c-dev rtklib python3)
+PACKAGES=(g++ cmake make libgtest-dev libbenchmark-dev libxerces-c-dev rtklib python3 time)
 
 install_packages() {
     local missing=()

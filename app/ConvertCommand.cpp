@@ -33,7 +33,6 @@ void OnMessage(double time, const char* text) {
         std::printf("%12s  %s\n", "-", text);
     else
         std::printf("%12.3f  %s\n", time, text);
-    std::fflush(stdout);
 }
 
 void OnProgress(int done, int total) {

@@ -58,13 +58,16 @@ void UbxChecksum(const uint8_t* from, size_t count, uint8_t& a, uint8_t& b) {
 }
 
 Bytes MakeFrame(uint8_t cls, uint8_t id, const Bytes& payload) {
-    Bytes frame{kSync1, kSync2, cls, id, static_cast<uint8_t>(payload.size()),
-                static_cast<uint8_t>(payload.size() >> 8)};
-    frame.insert(frame.end(), payload.begin(), payload.end());
-    uint8_t a, b;
-    UbxChecksum(frame.data() + 2, frame.size() - 2, a, b);
-    frame.push_back(a);
-    frame.push_back(b);
+    const size_t length = payload.size();
+    Bytes frame(length + 8);
+    frame[0] = kSync1;
+    frame[1] = kSync2;
+    frame[2] = cls;
+    frame[3] = id;
+    frame[4] = static_cast<uint8_t>(length);
+    frame[5] = static_cast<uint8_t>(length >> 8);
+    if (length) std::memcpy(frame.data() + 6, payload.data(), length);
+    UbxChecksum(frame.data() + 2, length + 4, frame[length + 6], frame[length + 7]);
     return frame;
 }
 
