@@ -1,35 +1,23 @@
 // The whole conversion through ublox2trv::ConvertFile on logs written by
 // the test UBX writer: counts, the three files, messages, progress, abort.
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <cmath>
-#include <cstring>
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 
 #include "EpochCompare.h"
-#include "conversion/Converter.h"
 #include "conversion/PortArray.h"
-#include "rawfile/TrvFile.h"
 #include "support/TestPaths.h"
 #include "support/UbxWriter.h"
 
 using namespace ubxtest;
+using convtest::ReadText;
 
 namespace {
 
-const char kStationFirstLine[] = "$STAINFO Ver 9.00.2207 UBLOX2TRV U-blox\n";
+const std::string kStationFirstLine = "$STAINFO Ver 9.00.2207 UBLOX2TRV U-blox\n";
 const char kEphemerisHeader[] = "$EPHV3B Ver9.00.2207 UBLOX2TRV U-Blox\n";
 const double kPosition[3] = {47.3765432, 8.5476543, 512.345};
-
-std::string ReadText(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream s;
-    s << in.rdbuf();
-    return s.str();
-}
+const std::string kNmea = "$GPGGA,115739.00,4158.8441367,N,09147.4416929,W,4,13,0.9,255.747,M,-32.00,M,01,0000*6E\r\n";
 
 struct EncodedEpoch {
     double tow;
@@ -38,53 +26,46 @@ struct EncodedEpoch {
     bool position;  // a NAV-POSLLH came before it
 };
 
-RawxBlock Block(uint8_t gnssId, uint8_t svId, uint8_t sigId, int k) {
-    RawxBlock b;
-    b.gnssId = gnssId;
-    b.svId = svId;
-    b.sigId = sigId;
-    b.prMes = 2.0e7 + 1000.0 * svId + 13.125 * k + sigId;
-    b.cpMes = 1.05e8 + 68.0 * k + 0.25 * svId;
-    b.doMes = static_cast<float>(-500.0 + 10.5 * svId + 0.25 * k);
-    b.locktime = static_cast<uint16_t>(k == 0 ? 0 : 1000 * k + svId);
-    b.cno = static_cast<uint8_t>(30 + svId % 20);
-    b.prStdev = static_cast<uint8_t>((svId + k) % 16);
-    b.cpStdev = static_cast<uint8_t>(svId % 16);
-    b.trkStat = static_cast<uint8_t>(svId % 4 == 0 ? 1 : (svId % 5 == 0 ? 3 : 7));
-    if (gnssId == 6) b.freqId = static_cast<uint8_t>(svId + 3);
-    return b;
-}
-
 // One second of GPS L1/L2, GLONASS L1/L2, Galileo, BeiDou and QZSS, with a
 // GPS L5 and a GLONASS slot 255 block that the conversion leaves out.
 EncodedEpoch MakeEpoch(int k) {
-    EncodedEpoch e{345600.0 - 0.0021 + k, 2100, {}, false};
+    EncodedEpoch e{345600.0 - 0.0021 + k, 2100, {}, k >= 3};
+    auto add = [&](uint8_t gnssId, uint8_t svId, uint8_t sigId) {
+        RawxBlock b;
+        b.gnssId = gnssId, b.svId = svId, b.sigId = sigId;
+        b.prMes = 2.0e7 + 1000.0 * svId + 13.125 * k + sigId;
+        b.cpMes = 1.05e8 + 68.0 * k + 0.25 * svId;
+        b.doMes = static_cast<float>(-500.0 + 10.5 * svId + 0.25 * k);
+        b.locktime = static_cast<uint16_t>(k == 0 ? 0 : 1000 * k + svId);
+        b.cno = static_cast<uint8_t>(30 + svId % 20);
+        b.prStdev = static_cast<uint8_t>((svId + k) % 16);
+        b.cpStdev = static_cast<uint8_t>(svId % 16);
+        const uint8_t trkStats[] = {7, 7, 1, 7, 3, 5, 7, 0};  // range only, phase open or not valid, none
+        b.trkStat = trkStats[(svId + k) % 8];
+        b.freqId = static_cast<uint8_t>(gnssId == 6 ? svId + 3 : 0);
+        e.blocks.push_back(b);
+    };
     for (uint8_t prn = 1; prn <= 8; ++prn) {
-        e.blocks.push_back(Block(0, prn, 0, k));
-        if (prn == 2 || prn == 5) e.blocks.push_back(Block(0, prn, 3, k));
+        add(0, prn, 0);
+        if (prn == 2 || prn == 5) add(0, prn, 3);
     }
-    for (uint8_t slot = 1; slot <= 4; ++slot) {
-        e.blocks.push_back(Block(6, slot, 0, k));
-        e.blocks.push_back(Block(6, slot, 2, k));
-    }
+    for (uint8_t slot = 1; slot <= 4; ++slot) add(6, slot, 0), add(6, slot, 2);
     for (auto [gnss, sv, sig] : {std::array<uint8_t, 3>{2, 11, 0}, {2, 11, 6}, {2, 12, 1}, {3, 21, 0}, {5, 2, 0},
                                  {0, 1, 6}, {6, 255, 0}})
-        e.blocks.push_back(Block(gnss, sv, sig, k));
+        add(gnss, sv, sig);
     return e;
 }
 
 // What an epoch should hold after the round trip, from the encoded blocks.
-CGnssEpoch Expected(const EncodedEpoch& e, int motionMode) {
+CGnssEpoch Expected(const EncodedEpoch& e) {
     CGnssEpoch epoch;
     epoch.week = e.week;
-    epoch.flags = kEpochWeekValid | (motionMode == 1 ? kEpochKinematic : 0u);
+    epoch.flags = kEpochWeekValid | (e.position ? kEpochPositionValid : 0u);
     epoch.rawRcvTime = epoch.trueRcvTime = e.tow;
     epoch.rcvTimeMs = static_cast<uint32_t>(std::lround(e.tow * 20.0) * 50);
-    if (e.position) {
-        epoch.flags |= kEpochPositionValid;
+    if (e.position)
         epoch.position = {std::lround(kPosition[0] * 1e7) * 1e-7, std::lround(kPosition[1] * 1e7) * 1e-7,
                           std::lround(kPosition[2] * 1000.0) * 0.001};
-    }
     for (const RawxBlock& b : e.blocks) {
         const GnssConstellation c[] = {kGps, -1, kGalileo, kBeiDou, -1, kQzss, kGlonass};
         const SatelliteId sat(c[b.gnssId], b.svId);
@@ -112,8 +93,6 @@ CGnssEpoch Expected(const EncodedEpoch& e, int motionMode) {
     return epoch;
 }
 
-const char kNmea[] = "$GPGGA,115739.00,4158.8441367,N,09147.4416929,W,4,13,0.9,255.747,M,-32.00,M,01,0000*6E\r\n";
-
 // A log of one RXM-RAWX a second with a position from epoch 3 on, marks,
 // NMEA, unknown records, garbage, a damaged epoch (7) and one in week 0 (9).
 struct SyntheticLog {
@@ -124,11 +103,11 @@ struct SyntheticLog {
 
 SyntheticLog BuildLog(int epochs) {
     SyntheticLog s;
-    s.log.Add(Garbage(100, 1)).Add(Bytes(kNmea, kNmea + std::strlen(kNmea)));
+    const Bytes nmea(kNmea.begin(), kNmea.end());
+    s.log.Add(Garbage(100, 1)).Add(nmea);
     for (int k = 0; k < epochs; ++k) {
         if (k == 3) s.log.Add(MakeNavPosllh(1000, kPosition[0], kPosition[1], kPosition[2]));
         EncodedEpoch e = MakeEpoch(k);
-        e.position = k >= 3;
         e.week = k == 9 ? 0 : e.week;
         Bytes frame = MakeRxmRawx(e.tow, e.week, e.blocks);
         s.log.Add(k == 7 ? BreakChecksum(frame) : frame);
@@ -141,37 +120,27 @@ SyntheticLog BuildLog(int epochs) {
             s.marks += mark;
         }
         if (k == 12) s.log.Add(MakeTimTm2(TimeMark{0x20, 2100, 2100, 1}));  // no valid time
-        s.log.Add(MakeUnknownFrame()).Add(Bytes(kNmea, kNmea + std::strlen(kNmea))).Add(Garbage(37, k + 2));
+        s.log.Add(MakeUnknownFrame()).Add(nmea).Add(Garbage(37, k + 2));
     }
     return s;
 }
 
+using Progress = std::vector<std::pair<int, int>>;
 struct HostRecord {
     std::vector<std::pair<double, std::string>> messages;
-    std::vector<std::pair<int, int>> progress;
+    Progress progress;
     int abortAtProgressCall = -1;
 } host;
-
-void OnMessage(double time, const char* text) { host.messages.emplace_back(time, text); }
-void OnProgress(int done, int total) {
-    host.progress.emplace_back(done, total);
-    if (static_cast<int>(host.progress.size()) == host.abortAtProgressCall) ublox2trv::Abort();
-}
 
 class DriverTest : public ::testing::Test {
 protected:
     void SetUp() override {
         host = HostRecord();
-        std::memset(&params, 0, sizeof params);
-        params.structSize = UBLOX2TRV_PARAMS_SIZE;
-        params.structVersion = UBLOX2TRV_STRUCT_VERSION;
-        ublox2trv::SetFactoryDefaults(UBLOX2TRV_OPTIONS_SIZE, &params.options);
-        std::snprintf(params.inputFile, sizeof params.inputFile, "%s", dir.File("log.ubx").c_str());
-        std::snprintf(params.outputFile, sizeof params.outputFile, "%s", dir.File("out.trv").c_str());
-        std::memset(&callbacks, 0, sizeof callbacks);
-        callbacks.structSize = UBLOX2TRV_CALLBACKS_SIZE;
-        callbacks.message = OnMessage;
-        callbacks.progress = OnProgress;
+        SetPaths("log.ubx", "out.trv");
+    }
+
+    void SetPaths(const std::string& input, const std::string& output) {
+        params = convtest::MakeParams(dir.File(input), dir.File(output));
     }
 
     int Convert(const UbxLog& log) {
@@ -185,23 +154,21 @@ protected:
         return text;
     }
 
-    // Every epoch of the raw file against the expectation, in order.
-    void ExpectRawFile(const std::vector<EncodedEpoch>& epochs, int motionMode) {
-        CTrvFile trv;
-        ASSERT_TRUE(trv.Open(dir.File("out.trv").c_str(), kTrvRead, false)) << trv.ErrorText();
-        EXPECT_EQ(trv.ReceiverType(), 39);
-        ASSERT_EQ(trv.EpochCount(), static_cast<int>(epochs.size()));
-        CGnssEpoch got;
-        for (size_t i = 0; i < epochs.size(); ++i) {
-            ASSERT_EQ(trv.ReadNextEpoch(got), 0) << "epoch " << i;
-            EXPECT_EQ(convtest::EpochDifference(Expected(epochs[i], motionMode), got), "") << "epoch " << i;
-        }
-        EXPECT_EQ(trv.ReadNextEpoch(got), -1);
+    void ExpectRawFile(const std::vector<EncodedEpoch>& epochs) {
+        std::vector<CGnssEpoch> expected;
+        for (const EncodedEpoch& e : epochs) expected.push_back(Expected(e));
+        convtest::ExpectRawFile(dir.File("out.trv"), expected);
     }
 
     TempDir dir;
     ConvertParams params;
-    ConvertCallbacks callbacks;
+    ConvertCallbacks callbacks{UBLOX2TRV_CALLBACKS_SIZE, {},
+                               [](double time, const char* text) { host.messages.emplace_back(time, text); },
+                               [](int done, int total) {
+                                   host.progress.emplace_back(done, total);
+                                   if (int(host.progress.size()) == host.abortAtProgressCall) ublox2trv::Abort();
+                               },
+                               {}};
 };
 
 }  // namespace
@@ -214,30 +181,17 @@ TEST_F(DriverTest, ConvertsASyntheticLogEndToEnd) {
     EXPECT_EQ(params.ephemeridesWritten, 0);
     EXPECT_EQ(ReadText(dir.File("out.sta")), kStationFirstLine + s.marks);
     EXPECT_EQ(ReadText(dir.File("out.epp")), kEphemerisHeader);
-    ExpectRawFile(s.written, 2);
+    ExpectRawFile(s.written);
     // Only the level-2 words of the damaged frame reach a host that did not
     // ask for all messages.
     EXPECT_EQ(host.messages, (decltype(host.messages){{-1.0, "Checksum failure on 'MEASUREMENTX' record (0x15)"}}));
-}
-
-TEST_F(DriverTest, ProgressAfterEveryBlockAndOnceAtTheEnd) {
-    SyntheticLog s = BuildLog(20);
-    ASSERT_EQ(Convert(s.log), 0) << Error();
+    // Progress after every 2048-byte block and once more at the end.
     const int total = static_cast<int>(s.log.Data().size());
     ASSERT_NE(total % 2048, 0);
-    std::vector<std::pair<int, int>> expected;
+    Progress expected;
     for (int done = 2048; done < total; done += 2048) expected.emplace_back(done, total);
     expected.insert(expected.end(), 2, {total, total});
     EXPECT_EQ(host.progress, expected);
-
-    // An empty log leaves the headers alone and reports (0, 0) twice.
-    host = HostRecord();
-    ASSERT_EQ(Convert(UbxLog()), 0) << Error();
-    EXPECT_EQ(params.epochsWritten + params.eventsWritten, 0);
-    EXPECT_EQ(host.progress, (std::vector<std::pair<int, int>>{{0, 0}, {0, 0}}));
-    EXPECT_EQ(ReadText(dir.File("out.sta")), kStationFirstLine);
-    EXPECT_EQ(ReadText(dir.File("out.epp")), kEphemerisHeader);
-    EXPECT_EQ(std::filesystem::file_size(dir.File("out.trv")), 512u);
 }
 
 TEST_F(DriverTest, AbortFromTheProgressCallbackLeavesCompleteFiles) {
@@ -256,7 +210,7 @@ TEST_F(DriverTest, AbortFromTheProgressCallbackLeavesCompleteFiles) {
     }
     ASSERT_GE(kept, 2u);
     EXPECT_EQ(params.epochsWritten, static_cast<int>(kept));
-    ExpectRawFile(std::vector<EncodedEpoch>(s.written.begin(), s.written.begin() + static_cast<long>(kept)), 2);
+    ExpectRawFile(std::vector<EncodedEpoch>(s.written.begin(), s.written.begin() + static_cast<long>(kept)));
     EXPECT_EQ(ReadText(dir.File("out.epp")), kEphemerisHeader);
 
     // The next conversion starts with a clear abort count.
@@ -269,7 +223,6 @@ TEST_F(DriverTest, FailuresBeforeTheRun) {
     ASSERT_TRUE(BuildLog(3).log.Save(params.inputFile));
     ConvertParams wrongSize = params, wrongVersion = params;
     wrongSize.structSize -= 1;
-    wrongSize.epochsWritten = 1234;
     wrongVersion.structVersion = 11;
     ConvertCallbacks wrongCallbacks = callbacks;
     wrongCallbacks.structSize += 1;
@@ -278,27 +231,22 @@ TEST_F(DriverTest, FailuresBeforeTheRun) {
         EXPECT_EQ(ublox2trv::ConvertFile(p, c), 1);
         EXPECT_EQ(Error(), "Incorrect version of ublox2trv.dll");
     }
-    EXPECT_EQ(wrongSize.epochsWritten, 1234);
     EXPECT_FALSE(std::filesystem::exists(dir.File("out.sta")));
 
-    std::snprintf(params.inputFile, sizeof params.inputFile, "%s", dir.File("missing.ubx").c_str());
+    // Unopenable input and station file; a raw file that cannot be created
+    // keeps its own words, after the station file got its first line.
+    SetPaths("missing.ubx", "out.trv");
     EXPECT_EQ(ublox2trv::ConvertFile(&params, &callbacks), 1);
     EXPECT_EQ(Error(), "Error: Unable to open " + dir.File("missing.ubx"));
-    EXPECT_FALSE(std::filesystem::exists(dir.File("out.sta")));
-
-    std::snprintf(params.inputFile, sizeof params.inputFile, "%s", dir.File("log.ubx").c_str());
-    std::snprintf(params.outputFile, sizeof params.outputFile, "%s", dir.File("no/such/out.trv").c_str());
+    SetPaths("log.ubx", "no/such/out.trv");
     EXPECT_EQ(ublox2trv::ConvertFile(&params, &callbacks), 1);
     EXPECT_EQ(Error(), "Error: Unable to open " + dir.File("no/such/out.sta"));
-    EXPECT_TRUE(host.messages.empty() && host.progress.empty());
-
-    // A raw file that cannot be created keeps its own words; the station
-    // file has its first line.
-    std::snprintf(params.outputFile, sizeof params.outputFile, "%s", dir.File("out.trv").c_str());
+    SetPaths("log.ubx", "out.trv");
     std::filesystem::create_directory(dir.File("out.trv"));
     EXPECT_EQ(ublox2trv::ConvertFile(&params, &callbacks), 1);
     EXPECT_NE(Error().find("out.trv"), std::string::npos) << Error();
     EXPECT_EQ(ReadText(dir.File("out.sta")), kStationFirstLine);
+    EXPECT_TRUE(host.messages.empty() && host.progress.empty());
     EXPECT_EQ(ublox2trv::DecodeByte(0xB5, nullptr), -1);  // the port is closed again
 }
 

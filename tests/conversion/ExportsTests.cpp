@@ -1,10 +1,7 @@
 // The shared library as a host sees it: loaded by name, seven C functions.
 #include <dlfcn.h>
-#include <gtest/gtest.h>
 
-#include <cstring>
-
-#include "conversion/ConvertApi.h"
+#include "EpochCompare.h"
 #include "support/TestPaths.h"
 #include "support/UbxWriter.h"
 
@@ -27,16 +24,11 @@ TEST(Exports, AHostConvertsThroughTheCFunctions) {
     ubxtest::TempDir dir;
     ubxtest::UbxLog log;
     ASSERT_TRUE(log.Add(ubxtest::MakeTimTm2(ubxtest::TimeMark{})).Save(dir.File("in.ubx")));
-    ConvertParams params;
-    std::memset(&params, 0, sizeof params);
-    params.structSize = UBLOX2TRV_PARAMS_SIZE;
-    params.structVersion = UBLOX2TRV_STRUCT_VERSION;
+    ConvertParams params = convtest::MakeParams(dir.File("in.ubx"), dir.File("out.trv"));
+    params.options.runChecks = 7;
     defaults(UBLOX2TRV_OPTIONS_SIZE, &params.options);
-    std::snprintf(params.inputFile, sizeof params.inputFile, "%s", dir.File("in.ubx").c_str());
-    std::snprintf(params.outputFile, sizeof params.outputFile, "%s", dir.File("out.trv").c_str());
-    ConvertCallbacks callbacks;
-    std::memset(&callbacks, 0, sizeof callbacks);
-    callbacks.structSize = UBLOX2TRV_CALLBACKS_SIZE;
+    EXPECT_EQ(params.options.runChecks, 1);
+    ConvertCallbacks callbacks{UBLOX2TRV_CALLBACKS_SIZE, {}, nullptr, nullptr, {}};
     EXPECT_EQ(convert(&params, &callbacks), 0);
     EXPECT_EQ(params.eventsWritten, 1);
 

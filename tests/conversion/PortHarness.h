@@ -12,6 +12,8 @@
 
 namespace convtest {
 
+using Lines = std::vector<std::string>;
+
 struct RecordedMessage {
     int level;
     double time;
@@ -48,8 +50,8 @@ protected:
         static std::vector<RecordedMessage> list;
         return list;
     }
-    static std::vector<std::string> Texts() {
-        std::vector<std::string> texts;
+    static Lines Texts() {
+        Lines texts;
         for (const auto& m : messages()) texts.push_back(m.text);
         return texts;
     }
