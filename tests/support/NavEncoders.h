@@ -1,0 +1,77 @@
+#pragma once
+// Builds GPS and QZSS LNAV subframes (IS-GPS-200) from ephemeris records,
+// for the assemblers, RXM-SFRBX frames and RXM-EPH frames.
+//
+// An LNAV word here is what a receiver hands on after it has locked to the
+// signal: 30 bits in the low bits of a u32, the 24 data bits in their true
+// sense (no longer complemented by D30* of the word before), then the six
+// parity bits D25 to D30 as sent.
+#include <array>
+#include <cstdint>
+#include <vector>
+
+#include "UbxWriter.h"
+// The support library is built without the source tree on its include path;
+// the record layouts it needs are plain structures in one header.
+#include "../../src/ephemeris/EphemerisRecords.h"
+
+namespace ubxtest {
+
+inline constexpr int kLnavWordsPerSubframe = 10;
+using LnavWords = std::array<uint32_t, kLnavWordsPerSubframe>;
+using LnavSubframeSet = std::array<LnavWords, 3>;
+using EphemerisWordArray = std::array<uint32_t, 24>;
+
+// What the subframes carry besides the Kepler block.
+struct LnavExtras {
+    uint32_t towCount = 0;   // HOW time-of-week count (6 s units) of subframe 1; 2 and 3 follow
+    int uraIndex = 0;
+    int health = 0;          // six bits
+    bool antiSpoof = false;
+    bool fitFlag = false;
+    uint8_t alertMask = 0;   // bit n-1 raises the alert flag of subframe n
+    int codeOnL2 = 1;
+};
+
+// The record as the subframes can carry it: every field rounded onto its
+// LNAV grid and clamped to its width; week, IODC and IODE reduced to their
+// field widths except that week keeps its full value.
+KeplerElements QuantiseLnav(const KeplerElements& elements);
+
+// D25 to D30 of a word with 24 data bits, after a word whose last two bits
+// are D29* and D30*.
+uint32_t LnavParity(uint32_t data24, uint32_t previousWord);
+// The word as it goes out on the signal: data complemented when D30* is set.
+uint32_t TransmittedWord(uint32_t word, uint32_t previousWord);
+
+// A subframe from its ten 24-bit data words: the last two data bits of
+// words 2 and 10 are solved so that those words end in 00, and parity is
+// added word by word from the preceding subframe's 00.
+LnavWords FinishLnavSubframe(std::array<uint32_t, kLnavWordsPerSubframe> data);
+
+// Subframes 1 to 3 of a record.
+LnavSubframeSet EncodeLnav(const KeplerElements& elements, const LnavExtras& extras);
+// The same, with health, A-S and fit flag taken from the QZSS record.
+LnavSubframeSet EncodeLnav(const QzssEphemerisRecord& record, LnavExtras extras);
+// A subframe 4 or 5 page with nothing but its data ID and SV ID.
+LnavWords EncodeAlmanacStub(int subframeId, uint32_t towCount, int pageSvId);
+
+// Layout 0 of the assemblers: 300 bits back to back in 38 bytes.
+Bytes ToLayout0(const LnavWords& subframe);
+// The u32 words of an RXM-SFRBX payload: the word below two spare bits.
+std::vector<uint32_t> ToSfrbxWords(const LnavWords& subframe, uint32_t spareBits = 0);
+// Layout 1 of the assemblers: the RXM-SFRBX words most significant byte
+// first, as the router hands them on.
+Bytes ToLayout1(const LnavWords& subframe, uint32_t spareBits = 0);
+
+Bytes MakeRxmSfrbx(uint8_t gnssId, uint8_t svId, uint8_t freqId, const std::vector<uint32_t>& words);
+
+// Words 3 to 10 of subframes 1 to 3, data bits only, as RXM-EPH carries them.
+EphemerisWordArray EphemerisWords(const LnavSubframeSet& subframes);
+// The data bits of the HOW of subframe 1.
+uint32_t HowData(const LnavSubframeSet& subframes);
+Bytes MakeRxmEph(uint32_t svid, uint32_t how, const EphemerisWordArray& words);
+// The short form: svid and how only.
+Bytes MakeRxmEph(uint32_t svid, uint32_t how);
+
+}  // namespace ubxtest
