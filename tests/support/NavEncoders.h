@@ -13,7 +13,7 @@
 #include "UbxWriter.h"
 // The support library is built without the source tree on its include path;
 // the record layouts it needs are plain structures in one header.
-#include "../../src/ephemeris/EphemerisRecords.h"
+#include "ephemeris/EphemerisRecords.h"
 
 namespace ubxtest {
 
