@@ -9,7 +9,10 @@
 #include "conversion/HostMessages.h"
 #include "conversion/PortArray.h"
 #include "conversion/UbxDecoders.h"
+#include "ephemeris/EphemerisFile.h"
 #include "ephemeris/EphemerisFileHeader.h"
+#include "ephemeris/EphemerisStore.h"
+#include "navmsg/INavigationMessage.h"
 #include "rawfile/TrvFile.h"
 
 namespace ublox2trv {
@@ -32,18 +35,24 @@ void ReportPortMessage(int level, double time, const char* format, ...) {
     if (portArray != nullptr && portArray->message != nullptr) portArray->message(level, time, errorText);
 }
 
-// The ephemeris store and the per-satellite assemblers arrive with the
-// navigation decoders; until then the port holds none and both stay null.
+// The store reports through the port's own message function. Assemblers
+// are made on the first record of their satellite, so the table starts empty.
+// A store that cannot be allocated leaves the port working without one:
+// navigation records are then decoded but not kept.
 void CreateNavigationState(PortArray& port) {
-    port.ephemerisStore = nullptr;
+    port.ephemerisStore = new (std::nothrow) CEphemerisStore(port.message);
     for (auto& row : port.assemblers)
         for (INavigationMessage*& assembler : row) assembler = nullptr;
 }
 
 void ReleaseNavigationState(PortArray& port) {
+    delete port.ephemerisStore;
     port.ephemerisStore = nullptr;
     for (auto& row : port.assemblers)
-        for (INavigationMessage*& assembler : row) assembler = nullptr;
+        for (INavigationMessage*& assembler : row) {
+            delete assembler;
+            assembler = nullptr;
+        }
 }
 
 int OpenPort(PortMessageFunction message, CGnssEpoch* epoch) {
@@ -80,8 +89,11 @@ void SetPortOptions(const void* options, int size) {
 
 int WriteEphemerisFile(const char* path) {
     if (portArray == nullptr) return -1;
-    // The store is written by the ephemeris file writer once it exists; for
-    // now the file holds its header line alone, as for an empty store.
+    if (portArray->ephemerisStore != nullptr)
+        return SaveEphemerisFile(*portArray->ephemerisStore, path, false, kProgramName,
+                                 ReceiverTypeName(kUbloxReceiverType), nullptr);
+    // Without a store the file still gets its header line, as for an
+    // empty store, so that the .trv has its companion.
     char name[kPathSize] = {};
     if (path != nullptr) std::snprintf(name, sizeof name, "%s", path);
     SetFileExtension(name, kEphemerisExtension, sizeof name);

@@ -1,4 +1,5 @@
 #include "conversion/PortArray.h"
+#include "conversion/RxmEphDecoder.h"
 #include "conversion/UbxDecoders.h"
 
 namespace ublox2trv {
@@ -6,14 +7,12 @@ namespace ublox2trv {
 namespace {
 
 // Searched from the top. The RXM-EPH row has no count field: its item test
-// is by division only. RXM-EPH and RXM-SFRBX are framed and checked here;
-// their decoders join with the ephemeris store, and until then such frames
-// end with nothing to do.
+// is by division only.
 constexpr RecordRow kRecordTable[] = {
     {kClassRxm, kIdRxmRaw, "MEASUREMENT", 14, 24, 12, 1, DecodeRxmRaw},
     {kClassRxm, kIdRxmRawx, "MEASUREMENTX", 22, 32, 17, 1, DecodeRxmRawx},
-    {kClassRxm, kIdRxmEph, "EPHEMERIS", 8, 96, 0, 0, nullptr},
-    {kClassRxm, kIdRxmSfrbx, "RAWSUBFRAMEX", 14, 4, 10, 1, nullptr},
+    {kClassRxm, kIdRxmEph, "EPHEMERIS", 8, 96, 0, 0, DecodeRxmEph},
+    {kClassRxm, kIdRxmSfrbx, "RAWSUBFRAMEX", 14, 4, 10, 1, DecodeRxmSfrbx},
     {kClassNav, kIdNavPosllh, "POSITION", 36, 0, 0, 0, DecodeNavPosllh},
     {kClassTim, kIdTimTm2, "TIMEMARK", 36, 0, 0, 0, DecodeTimTm2},
 };

