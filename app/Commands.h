@@ -10,6 +10,9 @@ int RunConvert(const Arguments& args);
 int RunDetect(const Arguments& args);
 int RunInfo(const Arguments& args);
 int RunDump(const Arguments& args);
+int RunOrbit(const Arguments& args);
+// info on an .epp file: its ephemerides by satellite.
+int RunEppInfo(const Arguments& args);
 
 // True when args ask for help; prints usage to stdout.
 bool WantsHelp(const Arguments& args, const char* usage);

@@ -1,4 +1,5 @@
 #include <cstdio>
+#include <strings.h>
 
 #include "Commands.h"
 #include "TrvHeaderView.h"
@@ -9,6 +10,7 @@ namespace {
 
 const char kUsage[] =
     "usage: ublox2trv info FILE.trv\n"
+    "       ublox2trv info FILE.epp   (see 'ublox2trv info FILE.epp --help')\n"
     "\n"
     "Prints the header of a raw data file: receiver, writing program, creation\n"
     "date, pre-processing results, the summary of its epochs and the count of\n"
@@ -40,7 +42,14 @@ void PrintTime(const char* label, double absoluteSeconds) {
 
 }  // namespace
 
+// An .epp name goes to the ephemeris listing; anything else is a raw file.
+static bool IsEphemerisFile(const std::string& path) {
+    return path.size() >= 4 && strcasecmp(path.c_str() + path.size() - 4, ".epp") == 0;
+}
+
 int RunInfo(const Arguments& args) {
+    for (const std::string& a : args)
+        if (IsEphemerisFile(a)) return RunEppInfo(args);
     if (WantsHelp(args, kUsage)) return 0;
     if (args.size() != 1) return UsageError("give exactly one .trv file", kUsage);
 

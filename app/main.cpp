@@ -16,7 +16,9 @@ const char kUsage[] =
     "  convert LOG [-o OUT.trv]   convert a log (see 'ublox2trv convert --help')\n"
     "  detect FILE                say whether a file looks like a UBX log\n"
     "  info FILE.trv              header, summary and epoch count of a raw file\n"
-    "  dump FILE.trv              epochs of a raw file as text, one signal a line\n";
+    "  info FILE.epp              ephemerides of an ephemeris file by satellite\n"
+    "  dump FILE.trv              epochs of a raw file as text, one signal a line\n"
+    "  orbit FILE.epp SAT TIME    satellite position, velocity and clock at a time\n";
 
 struct Command {
     const char* name;
@@ -28,6 +30,7 @@ constexpr Command kCommands[] = {
     {"detect", RunDetect},
     {"info", RunInfo},
     {"dump", RunDump},
+    {"orbit", RunOrbit},
 };
 
 }  // namespace
