@@ -12,6 +12,9 @@
 #include "conversion/UbxDecoders.h"
 #include "ephemeris/EphemerisRecords.h"
 #include "ephemeris/EphemerisStore.h"
+#include "navmsg/BeiDouD1NavigationMessage.h"
+#include "navmsg/GalileoINavNavigationMessage.h"
+#include "navmsg/GlonassNavigationMessage.h"
 #include "navmsg/GpsNavigationMessage.h"
 #include "navmsg/INavigationMessage.h"
 #include "navmsg/QzssNavigationMessage.h"
@@ -52,26 +55,14 @@ INavigationMessage* BuiltInAssembler(GnssConstellation constellation) {
     switch (constellation) {
         case kGps: return new (std::nothrow) CGpsNavigationMessage(kWordLayout);
         case kQzss: return new (std::nothrow) CQzssNavigationMessage(kWordLayout);
-        default: return nullptr;   // BeiDou D1, Galileo I/NAV and GLONASS come later
-    }
-}
-
-NavigationAssemblerFactory assemblerFactory = BuiltInAssembler;
-
-// Constellations whose assembler this build lacks (with the built-in factory).
-const char* UnsupportedName(GnssConstellation constellation) {
-    switch (constellation) {
-        case kBeiDou: return "BeiDou";
-        case kGalileo: return "Galileo";
-        case kGlonass: return "GLONASS";
+        case kBeiDou: return new (std::nothrow) CBeiDouD1NavigationMessage(kWordLayout);
+        case kGalileo: return new (std::nothrow) CGalileoINavE1bNavigationMessage(kWordLayout);
+        case kGlonass: return new (std::nothrow) CGlonassNavigationMessage();
         default: return nullptr;
     }
 }
 
-// The GLONASS time offset tau-c and the day number of a string 5; false
-// when they are not sound. The GLONASS string reader provides them; this
-// build has none, so no string 5 yields an offset.
-bool ReadGlonassTimeString(const uint8_t* /*bytes*/, double& /*tauC*/, int& /*dayNumber*/) { return false; }
+NavigationAssemblerFactory assemblerFactory = BuiltInAssembler;
 
 void Note(const char* format, ...) __attribute__((format(printf, 1, 2)));
 void Note(const char* format, ...) {
@@ -116,12 +107,11 @@ union AnyEphemerisRecord {
 };
 
 // The assembler of a satellite, created on first use; null when none can be.
-INavigationMessage* AssemblerFor(GnssConstellation constellation, int prn, const char* name) {
+INavigationMessage* AssemblerFor(GnssConstellation constellation, int prn) {
     INavigationMessage*& assembler = portArray->assemblers[constellation][prn];
     if (assembler != nullptr) return assembler;
+    // A failed allocation leaves the entry null; the next record tries again.
     assembler = assemblerFactory(constellation);
-    if (assembler == nullptr && assemblerFactory == BuiltInAssembler && UnsupportedName(constellation) != nullptr)
-        Note("RXM-SFRBX: %s - %s navigation decoding is not supported yet", name, UnsupportedName(constellation));
     return assembler;
 }
 
@@ -188,7 +178,7 @@ int RouteKeplerUnit(const KeplerRoute& route, int svId, const uint8_t* words, in
         Note("RXM-SFRBX: Cannot decode BeiDou subframe. Geostationary satellites use unsupported D2 navigation message");
         return kDecodeNothing;
     }
-    INavigationMessage* assembler = AssemblerFor(route.constellation, svId, name);
+    INavigationMessage* assembler = AssemblerFor(route.constellation, svId);
     if (assembler == nullptr) return kDecodeNothing;
 
     // No reset on a refusal: the assembler judges its own slots.
@@ -218,7 +208,7 @@ int RouteGlonassString(int svId, int freqId, const uint8_t* words, int numWords)
     }
     char name[32];
     satellite.ShortText(name);
-    INavigationMessage* assembler = AssemblerFor(kGlonass, svId, name);
+    INavigationMessage* assembler = AssemblerFor(kGlonass, svId);
     if (assembler == nullptr) return kDecodeNothing;
 
     // The receiver's frame numbers are the only outside sign of which
@@ -253,7 +243,7 @@ int RouteGlonassString(int svId, int freqId, const uint8_t* words, int numWords)
     } else if (string == kGlonassTimeString) {
         double tauC = 0.0;
         int dayNumber = 0;
-        if (ReadGlonassTimeString(ExpandWordsToBytes(words, numWords * 4), tauC, dayNumber) &&
+        if (ReadString5(ExpandWordsToBytes(words, numWords * 4), tauC, dayNumber) &&
             portArray->ephemerisStore != nullptr)
             portArray->ephemerisStore->AddGlonassTimeOffset(tauC, dayNumber);
     }

@@ -13,7 +13,6 @@
 #include "ephemeris/EphemerisGLO.h"
 #include "ephemeris/EphemerisGPS.h"
 #include "ephemeris/EphemerisQZSS.h"
-#include "ephemeris/LeapSeconds.h"
 #include "ephemeris/TextRecord.h"
 
 using namespace GNSS;
@@ -90,8 +89,8 @@ int WriteSatellites(CEphemerisStore& store, GnssConstellation constellation, FIL
 
 // GLONASS day number of a GPS time: the day of the four-year interval that
 // begins with a leap year, counted on Moscow time. False when any step fails.
-bool GlonassDayNumber(const GpsTime& reference, int& dayNumber) {
-    const double leapSeconds = LeapSecondsAt(reference);
+bool GlonassDayNumber(CEphemerisStore& store, const GpsTime& reference, int& dayNumber) {
+    const double leapSeconds = store.LeapSecondsAt(reference);
     if (leapSeconds < 1.0) return false;
     GpsCalendarTime calendar;
     if (!calendar.SetFromGpsTime(reference - (leapSeconds + kMoscowOffset))) return false;
@@ -116,7 +115,7 @@ void AssignGlonassTimeCorrections(CEphemerisStore& store) {
                 GpsTime reference;
                 int dayNumber = 0;
                 const GlonassTimeOffset* found = nullptr;
-                if (glonass->GetReferenceTime(reference) && GlonassDayNumber(reference, dayNumber))
+                if (glonass->GetReferenceTime(reference) && GlonassDayNumber(store, reference, dayNumber))
                     for (const GlonassTimeOffset& entry : offsets)
                         if (entry.dayNumber == dayNumber) {
                             found = &entry;
@@ -182,7 +181,7 @@ int LoadRecord(CEphemerisStore& store, TextRecord& text, int version, char* mess
         if (!store.IsEnabled(kGlonass)) return 0;
         auto* e = new (std::nothrow) CEphemerisGLO;
         if (e == nullptr) return 0;
-        const double leapSeconds = LeapSecondsAt(store.GpsRange().last);
+        const double leapSeconds = store.LeapSecondsAt(store.GpsRange().last);
         if (!e->ReadRecord(text, version, store.GpsRange(), leapSeconds, leapSeconds > 0.0, message)) {
             delete e;
             return 0;

@@ -6,9 +6,10 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
+#include <new>
 
 #include "ephemeris/EphemerisGLO.h"
-#include "ephemeris/LeapSeconds.h"
+#include "timebase/UtcOffset.h"
 
 using GNSS::CEphemerisGLO;
 using GNSS::IEphemeris;
@@ -33,7 +34,21 @@ const std::vector<IEphemeris*> kNoRecords;
 
 CEphemerisStore::CEphemerisStore(MessageFunction hostFunction) : host(hostFunction) {}
 
-CEphemerisStore::~CEphemerisStore() { Clear(); }
+CEphemerisStore::~CEphemerisStore() {
+    Clear();
+    delete leapTable;
+}
+
+double CEphemerisStore::LeapSecondsAt(const GpsTime& time) {
+    if (leapTable == nullptr) leapTable = new (std::nothrow) CUtcOffset;
+    int offset = 0;
+    if (leapTable == nullptr) return 0.0;
+    if (!leapTable->GetUtcOffset(time, offset)) {
+        Report(3, "%s", leapTable->GetErrorText());
+        return 0.0;
+    }
+    return offset;
+}
 
 void CEphemerisStore::Report(int level, const char* format, ...) {
     va_list args;

@@ -12,6 +12,8 @@
 #include "rawfile/GnssTypes.h"
 #include "timebase/GpsTime.h"
 
+class CUtcOffset;
+
 // Klobuchar coefficients of the GPS navigation message.
 struct IonosphereModelRecord {
     int32_t flags;        // kIonosphereModelValid when the coefficients are usable
@@ -108,6 +110,11 @@ public:
     const std::vector<GlonassTimeOffset>& GlonassOffsets() const { return glonassOffsets; }
     void SortGlonassOffsets();
 
+    // GPS minus UTC in whole seconds at a time, from the installation's
+    // offset table; a failed lookup is reported as a note and counts as 0,
+    // which leaves GLONASS times unresolved.
+    double LeapSecondsAt(const GpsTime& time);
+
     const GpsTimeRange& GpsRange() const { return gpsRange; }
     void ExtendGpsRange(const GpsTime& time) { gpsRange.Extend(time.week, time.seconds); }
     bool IsEnabled(GnssConstellation constellation) const;
@@ -142,6 +149,7 @@ private:
     std::vector<SatelliteId> missing;
     bool warned[kStoredConstellations][kPrnTableSize] = {};
     bool glonassTimePending = true;
+    CUtcOffset* leapTable = nullptr;   // made on the first lookup
     bool glonassDuplicate = false;
     std::vector<GlonassTimeOffset> glonassOffsets;
 };

@@ -9,7 +9,6 @@
 #include "ephemeris/EphemerisGPS.h"
 #include "ephemeris/EphemerisQZSS.h"
 #include "ephemeris/EphemerisStore.h"
-#include "ephemeris/LeapSeconds.h"
 
 using namespace GNSS;
 

@@ -1,6 +1,6 @@
 // RXM-SFRBX routing: which records are refused and with which words, when
 // an assembler is made and reset, the GLONASS frame bookkeeping, and the
-// whole road of GPS and QZSS subframes into the store and the .epp file.
+// whole road of each constellation's words into the store and the .epp file.
 #include <gtest/gtest.h>
 
 #include <bitset>
@@ -10,11 +10,18 @@
 
 #include "PortHarness.h"
 #include "conversion/UbxDecoders.h"
+#include "../ephemeris/SampleRecords.h"
+#include "ephemeris/EphemerisBDS.h"
 #include "ephemeris/EphemerisFile.h"
+#include "ephemeris/EphemerisGAL.h"
+#include "ephemeris/EphemerisGLO.h"
 #include "ephemeris/EphemerisGPS.h"
 #include "ephemeris/EphemerisQZSS.h"
 #include "ephemeris/EphemerisStore.h"
 #include "navmsg/INavigationMessage.h"
+#include "support/BeiDouEncoders.h"
+#include "support/GalileoEncoders.h"
+#include "support/GlonassEncoders.h"
 #include "support/NavEncoders.h"
 #include "support/TestPaths.h"
 
@@ -205,20 +212,18 @@ INSTANTIATE_TEST_SUITE_P(
                     "RXM-SFRBX: Cannot decode BeiDou subframe. Geostationary satellites use unsupported D2 "
                     "navigation message",
                     false},
-        RefusalCase{"BeiDouNotYet", kUbxBeiDou, 6, 10,
-                    "RXM-SFRBX: C06 - BeiDou navigation decoding is not supported yet", false},
+        RefusalCase{"BeiDouBadPreamble", kUbxBeiDou, 6, 10,
+                    "RXM-SFRBX: C06 - Failed to store subframe. Invalid preamble from input buffer", true},
         RefusalCase{"GalileoPrn37", kUbxGalileo, 37, 8, "RXM-SFRBX: Cannot decode Galileo word. Invalid PRN 37",
                     false},
-        RefusalCase{"GalileoNotYet", kUbxGalileo, 11, 8,
-                    "RXM-SFRBX: E11 - Galileo navigation decoding is not supported yet", false},
         RefusalCase{"GlonassThreeWords", kUbxGlonass, 3, 3,
                     "RXM-SFRBX: Cannot decode GLONASS string. No superframe/frame information in record", false},
         RefusalCase{"GlonassSlotUnknown", kUbxGlonass, 255, 4,
                     "RXM-SFRBX: Cannot decode GLONASS string. GLONASS PRN numbers not yet known", false},
         RefusalCase{"GlonassPrn25", kUbxGlonass, 25, 4, "RXM-SFRBX: Cannot decode GLONASS string. Invalid PRN 25",
                     false},
-        RefusalCase{"GlonassNotYet", kUbxGlonass, 3, 4,
-                    "RXM-SFRBX: R03 - GLONASS navigation decoding is not supported yet", false}),
+        RefusalCase{"GlonassStringZero", kUbxGlonass, 3, 4,
+                    "RXM-SFRBX: R03 - Failed to store string. String 0 is invalid", true}),
     [](const auto& info) { return std::string(info.param.name); });
 
 // ---------------------------------------------------------------------------
@@ -283,6 +288,101 @@ TEST_F(RouterTest, QzssSubframesBecomeAStoredEphemeris) {
     EXPECT_EQ(decoded.antiSpoof, 1);
     EXPECT_EQ(decoded.fitFlag, 1);
     ExpectSameElements(decoded.elements, record.elements);
+}
+
+// ---------------------------------------------------------------------------
+// BeiDou, Galileo and GLONASS: words to store to file and back
+
+// The store and a fresh .epp read of it agree on one record of a satellite.
+template <class Ephemeris>
+const auto& OnlyRecord(const CEphemerisStore& store, const SatelliteId& satellite) {
+    const auto& held = store.GetRecords(satellite);
+    EXPECT_EQ(held.size(), 1u);
+    return static_cast<const Ephemeris*>(held.at(0))->Record();
+}
+
+TEST_F(RouterTest, BeiDouSubframesBecomeAStoredEphemerisThatSurvivesTheFile) {
+    const BdsEphemerisRecord sent = ubxtest::QuantiseBdsD1(sample::BeiDouMeo());
+    std::vector<int> results;
+    for (const ubxtest::BdsD1Subframe& subframe : ubxtest::EncodeBdsD1(sent, 345600))
+        results.push_back(FeedOne(Sfrbx(kUbxBeiDou, 23, ubxtest::ToSfrbxWords(subframe))));
+    EXPECT_EQ(results, (std::vector<int>{0, 0, 2}));
+    EXPECT_EQ(Details().back(), "RXM-SFRBX: C23 - Successfully saved ephemeride");
+    EXPECT_EQ(OnlyRecord<GNSS::CEphemerisBDS>(Store(), {kBeiDou, 23}).prn, 23);
+    ExpectSameElements(OnlyRecord<GNSS::CEphemerisBDS>(Store(), {kBeiDou, 23}).elements, sent.elements);
+
+    ubxtest::TempDir dir;
+    EXPECT_EQ(ublox2trv::WriteEphemerisFile(dir.File("bds.trv").c_str()), 1);
+    CEphemerisStore reloaded;
+    ASSERT_TRUE(LoadEphemerisFile(reloaded, dir.File("bds.epp").c_str(), true));
+    ExpectSameElements(OnlyRecord<GNSS::CEphemerisBDS>(reloaded, {kBeiDou, 23}).elements, sent.elements);
+}
+
+TEST_F(RouterTest, GalileoWordsBecomeAStoredEphemerisThatSurvivesTheFile) {
+    const GalEphemerisRecord sent = ubxtest::QuantiseGalINav(sample::Galileo());
+    ubxtest::GalINavExtras extras;
+    extras.tow = 345620;
+    std::vector<int> results;
+    for (const ubxtest::GalINavWord& word : ubxtest::EncodeGalINav(sent, extras))
+        results.push_back(FeedOne(Sfrbx(kUbxGalileo, 11, ubxtest::ToGalPagePair(word))));
+    EXPECT_EQ(results, (std::vector<int>{0, 0, 0, 0, 0, 2}));
+    EXPECT_EQ(Details().back(), "RXM-SFRBX: E11 - Successfully saved ephemeride");
+    const GalEphemerisRecord& held = OnlyRecord<GNSS::CEphemerisGAL>(Store(), {kGalileo, 11});
+    EXPECT_TRUE(held.iNavValid);
+    ExpectSameElements(held.elements, sent.elements);
+
+    ubxtest::TempDir dir;
+    EXPECT_EQ(ublox2trv::WriteEphemerisFile(dir.File("gal.trv").c_str()), 1);
+    CEphemerisStore reloaded;
+    ASSERT_TRUE(LoadEphemerisFile(reloaded, dir.File("gal.epp").c_str(), true));
+    ExpectSameElements(OnlyRecord<GNSS::CEphemerisGAL>(reloaded, {kGalileo, 11}).elements, sent.elements);
+}
+
+TEST_F(RouterTest, GlonassStringsTakeTheirGpsTimeFromTheGpsEphemerides) {
+    // A GPS ephemeris gives GLONASS its week: toe 345600 of week 2300 is
+    // Thursday 00:00 GPS, 02:59:42 Moscow time with 18 leap seconds.
+    const ubxtest::LnavSubframeSet gps = ubxtest::EncodeLnav(ubxtest::QuantiseLnav(GpsElements()), {});
+    for (const ubxtest::LnavWords& subframe : gps) FeedOne(Sfrbx(kUbxGps, 5, ubxtest::ToSfrbxWords(subframe)));
+
+    GloEphemerisRecord in = sample::Glonass();
+    in.tb = 3 * 3600;
+    in.tk = in.tb - 900;
+    const GloEphemerisRecord sent = ubxtest::QuantiseGlonass(in);
+    ubxtest::GlonassExtras extras;
+    extras.tauC = -3.0 / (1 << 27);   // on the grid of the time offset field
+    extras.NA = 1131;
+    const ubxtest::GlonassFrame frame = ubxtest::EncodeGlonass(sent, extras);
+    std::vector<int> results;
+    // String 5 first: its time offset is read although it is no part of
+    // the ephemeris, and the set completes with string 4.
+    for (int n : {4, 0, 1, 2, 3})
+        results.push_back(FeedOne(Sfrbx(kUbxGlonass, 9, ubxtest::ToGlonassSfrbxWords(frame[n], 12, 3), 5)));
+    EXPECT_EQ(results, (std::vector<int>{0, 0, 0, 0, 2}));
+    EXPECT_EQ(Details().back(), "RXM-SFRBX: R09 - Successfully saved ephemeride");
+    ASSERT_EQ(Store().GlonassOffsets().size(), 1u);
+    EXPECT_EQ(Store().GlonassOffsets()[0].dayNumber, 1131);
+    EXPECT_EQ(Store().GlonassOffsets()[0].tauC, extras.tauC);
+
+    const GloEphemerisRecord& held = OnlyRecord<GNSS::CEphemerisGLO>(Store(), {kGlonass, 9});
+    EXPECT_EQ(held.prn, 9);
+    EXPECT_EQ(held.channel, -2);
+    EXPECT_EQ(held.tb, sent.tb);
+    for (int a = 0; a < 3; ++a) {
+        EXPECT_EQ(held.position[a], sent.position[a]);
+        EXPECT_EQ(held.velocity[a], sent.velocity[a]);
+    }
+    GpsTime reference;
+    ASSERT_TRUE(Store().GetRecords({kGlonass, 9})[0]->GetReferenceTime(reference));
+    EXPECT_EQ(reference.week, 2300);
+    EXPECT_NEAR(reference.seconds, 345618.0 + sent.minusTau, 1e-6);
+
+    ubxtest::TempDir dir;
+    EXPECT_EQ(ublox2trv::WriteEphemerisFile(dir.File("glo.trv").c_str()), 2);
+    CEphemerisStore reloaded;
+    ASSERT_TRUE(LoadEphemerisFile(reloaded, dir.File("glo.epp").c_str(), true));
+    ASSERT_TRUE(reloaded.GetRecords({kGlonass, 9}).at(0)->GetReferenceTime(reference));
+    EXPECT_EQ(reference.week, 2300);
+    EXPECT_NEAR(reference.seconds, 345618.0 + sent.minusTau, 1e-6);
 }
 
 TEST_F(RouterTest, AlmanacSubframeLogsAStoreFailureWithTheLastWords) {
@@ -366,7 +466,8 @@ TEST_F(RouterTest, GlonassFrameChangeStartsOverFromTheStringThatShowedIt) {
     EXPECT_EQ(fake.resets, 1);
     EXPECT_EQ(fake.held.to_ulong(), 0b1000u);
     // The rest of frame 2 completes the set; no GPS week, so the store
-    // cannot take it, and the tables start afresh.
+    // cannot take it (its leap second lookup has no valid time to go by),
+    // and the tables start afresh.
     for (int n = 1; n <= 2; ++n) EXPECT_EQ(FeedOne(GlonassString(n, 7, 2)), 0);
     EXPECT_EQ(FeedOne(GlonassString(3, 7, 2)), 0);
     EXPECT_EQ(fake.resets, 2);
@@ -381,6 +482,7 @@ TEST_F(RouterTest, GlonassFrameChangeStartsOverFromTheStringThatShowedIt) {
         "RXM-SFRBX: R03 - Stored string 1",
         "RXM-SFRBX: R03 - Stored string 2",
         "RXM-SFRBX: R03 - Stored string 3",
+        "Input GPS time not valid, UTC offset has not been altered",
         "RXM-SFRBX: R03 - Could not store ephemeride"};
     EXPECT_EQ(Details(), expected);
 }

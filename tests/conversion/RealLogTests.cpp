@@ -22,7 +22,13 @@ struct RealLog {
 // An independent model of the scanner rules gives the same numbers.
 const RealLog kLogs[] = {
     {"f9p_1hz_gps_glo_gal_bds_rawx_nosfrbx.ubx", 654, 0, "654 RAWX, all valid"},
-    {"f9p_4hz_gps_glo_gal_bds_nmea_mixed.ubx", 750, 0, "750 RAWX; the 2285 damaged frames hide none for good"},
+    // The RAWX of tow 231393.24 (byte 7478166) begins inside a damaged RAWX
+    // (byte 7477044, length 1296). Its replay meets the Galileo word that
+    // completes an E30 ephemeris (byte 7477428); the result 2 ends the
+    // replay and the copied bytes behind it, the good frame's start among
+    // them, are dropped.
+    {"f9p_4hz_gps_glo_gal_bds_nmea_mixed.ubx", 749, 0,
+     "750 RAWX less 1 swallowed by a damaged RAWX whose replay stops at a completed Galileo ephemeris"},
     {"f9t_1hz_gps_gal_bds_sbas_nosfrbx.ubx", 299, 0, "299 RAWX, all valid (48 measurements at most)"},
     {"gen9_1hz_gps_gal_coldstart_posllh.ubx", 562, 0, "582 RAWX less 20 of the cold start in week 0"},
     {"lea6p_rxmraw_aideph_posllh_2013.ubx", 249, 0,

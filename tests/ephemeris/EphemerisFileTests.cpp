@@ -57,8 +57,19 @@ GpsEphemerisRecord GpsAt(int prn, int toe) {
     return r;
 }
 
+// tb 10800 is 03:00 Moscow time, 00:00:18 GPS time with 18 leap seconds:
+// on Thursday of week 2300 (8 February 2024) that is 345618 s into the
+// week. The writer finds a record's day from its reference time less the
+// leap seconds and three hours, 21:00 on 7 February: day 38 of the
+// four-year interval.
+constexpr int kGlonassTb = 10800;
+constexpr double kGlonassGpsSeconds = 345618.0;
+constexpr int kGlonassDayNumber = 38;
+
 GloEphemerisRecord GlonassAt(double gpsSeconds) {
     GloEphemerisRecord r = sample::Glonass();
+    r.tb = kGlonassTb;
+    r.tk = kGlonassTb - 900;
     r.gpsWeek = 2300;
     r.gpsSeconds = gpsSeconds;
     r.hasReceptionTime = true;
@@ -86,7 +97,7 @@ void Fill(CEphemerisStore& store) {
     ASSERT_TRUE(store.AddQzss(sample::QzssQuasiZenith()));
     ASSERT_TRUE(store.AddBeiDou(sample::BeiDouMeo()));
     ASSERT_TRUE(store.AddGalileo(sample::Galileo()));
-    auto* glonass = new GNSS::CEphemerisGLO(GlonassAt(345600.0));
+    auto* glonass = new GNSS::CEphemerisGLO(GlonassAt(kGlonassGpsSeconds));
     ASSERT_EQ(store.Insert(kGlonass, 9, glonass), CEphemerisStore::kInserted);
 }
 
@@ -138,16 +149,20 @@ TEST_F(EppFileTest, WriteReadWriteIsStableByteForByte) {
     EXPECT_DOUBLE_EQ(range.first.seconds, 345000.0 - 7200.0);   // Galileo toe
 }
 
-TEST_F(EppFileTest, GlonassTauCIsClearedWithoutLeapSeconds) {
-    // Without the UTC offset no GLONASS day number can be formed, and then
-    // no record keeps a tau-c rather than only some.
+TEST_F(EppFileTest, GlonassTauCIsTheOneOfItsMoscowDay) {
     CEphemerisStore store(Record);
     Fill(store);
+    // Only another day's offset: the record is left without one.
     store.AddGlonassTimeOffset(2.5e-8, 300);
     ASSERT_EQ(SaveEphemerisFile(store, dir.File("g.epp").c_str(), false, nullptr, nullptr), 7);
-    const std::string text = ReadAll(dir.File("g.epp"));
+    std::string text = ReadAll(dir.File("g.epp"));
     EXPECT_EQ(text.substr(0, text.find('\n')), "$EPHV3B Ver9.00.2207");
     EXPECT_NE(text.find("\tAsh: 0 0.000000000000000e+00 -2 9\n"), std::string::npos) << text;
+
+    store.AddGlonassTimeOffset(-1.0 / (1 << 27), kGlonassDayNumber);
+    ASSERT_EQ(SaveEphemerisFile(store, dir.File("g.epp").c_str(), false, nullptr, nullptr), 7);
+    text = ReadAll(dir.File("g.epp"));
+    EXPECT_NE(text.find("\tAsh: 38 -7.450580596923828e-09 -2 9\n"), std::string::npos) << text;
 }
 
 struct HeaderCase {
@@ -258,6 +273,8 @@ TEST_F(EppFileTest, BrokenRecordsAreReportedAndPassedOver) {
     for (const Report& r : Reports()) texts.push_back(std::to_string(r.level) + " " + r.text);
     const std::vector<std::string> expected = {"3 \nReading broadcast ephemeris data " + path,
                                                "2 Warning: Invalid GPS PRN 40--Ephemeris record ignored",
+                                               // No GPS record, so no time to look up GPS - UTC for.
+                                               "3 Input GPS time not valid, UTC offset has not been altered",
                                                "2 No valid record found in the ephemeris file"};
     EXPECT_EQ(texts, expected);
 
@@ -290,11 +307,11 @@ TEST_P(EppWriteFilterTest, WritesOnlyRecordsInsideAProperRange) {
 }
 
 // Reference times in the store: GPS 345600 345600 352800 (PRN 5, 5, 12),
-// BeiDou 345614, QZSS 349200, Galileo 345000, GLONASS 345600.
+// BeiDou 345614, QZSS 349200, Galileo 345000, GLONASS 345618.
 INSTANTIATE_TEST_SUITE_P(
     Cases, EppWriteFilterTest,
     ::testing::Values(FilterCase{"Proper", {{2300, 345000.0}, {2300, 349200.0}}, 5},
-                      FilterCase{"EndsWithinAMillisecond", {{2300, 345000.0005}, {2300, 345599.9995}}, 3},
+                      FilterCase{"EndsWithinAMillisecond", {{2300, 345000.0005}, {2300, 345599.9995}}, 2},
                       FilterCase{"OnlyOneEndValid", {{0, 0.0}, {2300, 345600.0}}, 7},
                       FilterCase{"Reversed", {{2300, 352800.0}, {2300, 345000.0}}, 7}),
     [](const auto& info) { return std::string(info.param.name); });

@@ -163,12 +163,25 @@ TEST_F(StoreTest, GalileoRepeatCompletesTheHeldRecord) {
     EXPECT_EQ(r.sisa, 42);
 }
 
-TEST_F(StoreTest, GlonassIsNotKeptWithoutLeapSeconds) {
-    // The decoders' GLONASS records carry no GPS week; without the UTC
-    // offset table none is resolved, so none passes the store's validity.
+TEST_F(StoreTest, GlonassTakesItsWeekFromTheGpsEphemerides) {
+    // The decoders' GLONASS records carry no GPS week. Before any GPS
+    // record there is no time to look up GPS - UTC for, so none is kept.
     GloEphemerisRecord r = sample::Glonass();
+    r.gpsWeek = 0;
+    r.gpsSeconds = 0.0;
     EXPECT_FALSE(store.AddGlonass(r));
     EXPECT_FALSE(store.HasRecords({kGlonass, 9}));
+    ASSERT_EQ(Reports().size(), 1u);
+    EXPECT_EQ(Reports()[0].level, 3);
+    EXPECT_EQ(Reports()[0].text, "Input GPS time not valid, UTC offset has not been altered");
+
+    // tb 46800 is 13:00 Moscow time: 10:00:18 GPS on the day of the GPS toe.
+    ASSERT_TRUE(store.AddGps(GpsAt(5, 345600)));
+    ASSERT_TRUE(store.AddGlonass(r));
+    GpsTime reference;
+    ASSERT_TRUE(store.GetRecords({kGlonass, 9}).at(0)->GetReferenceTime(reference));
+    EXPECT_EQ(reference.week, 2300);
+    EXPECT_NEAR(reference.seconds, 345600.0 + 36018.0 + r.minusTau, 1e-6);
 }
 
 // ---------------------------------------------------------------------------
@@ -190,8 +203,10 @@ class GlonassScreenTest : public StoreTest, public ::testing::WithParamInterface
 
 TEST_P(GlonassScreenTest, DropsRepeatsAndBadPairs) {
     const ScreenCase& c = GetParam();
-    HoldGlonass(store, GlonassAt(345600.0));
-    GloEphemerisRecord r = GlonassAt(345600.0 + (c.tb - 46800), c.tb);
+    ASSERT_TRUE(store.AddGps(GpsAt(5, 345600)));   // the GPS time that resolves GLONASS times
+    // tb 46800, 13:00 Moscow time, is 10:00:18 GPS time on the day of the GPS toe.
+    HoldGlonass(store, GlonassAt(381618.0));
+    GloEphemerisRecord r = GlonassAt(381618.0 + (c.tb - 46800), c.tb);
     r.position[0] += c.dxKm;
     r.NT = c.nt;
     r.receptionTime += c.receivedLater;
