@@ -66,11 +66,12 @@ NavigationAssemblerFactory assemblerFactory = BuiltInAssembler;
 
 void Note(const char* format, ...) __attribute__((format(printf, 1, 2)));
 void Note(const char* format, ...) {
+    if (!PortReports(kLevelDetail)) return;
     va_list args;
     va_start(args, format);
     std::vsnprintf(errorText, sizeof errorText, format, args);
     va_end(args);
-    if (portArray != nullptr && portArray->message != nullptr) portArray->message(kLevelDetail, kNoMessageTime, errorText);
+    portArray->message(kLevelDetail, kNoMessageTime, errorText);
 }
 
 uint32_t WordAt(const uint8_t* words, int index) {
@@ -256,9 +257,12 @@ int RouteGlonassString(int svId, int freqId, const uint8_t* words, int numWords)
 const uint8_t* ExpandWordsToBytes(const uint8_t* words, int byteCount) {
     if (byteCount < 0) byteCount = 0;
     if (byteCount > kExpandedCapacity) byteCount = kExpandedCapacity;
-    for (int i = 0; i < byteCount; ++i) {
-        const uint32_t word = WordAt(words, i / 4);
-        expanded[i] = static_cast<uint8_t>(word >> (8 * (3 - i % 4)));
+    // Whole words are reversed in one go; a count that is no multiple of
+    // four takes the leading bytes of the last word.
+    for (int i = 0; i < byteCount; i += 4) {
+        const uint8_t* word = words + i;
+        const int take = byteCount - i < 4 ? byteCount - i : 4;
+        for (int k = 0; k < take; ++k) expanded[i + k] = word[3 - k];
     }
     std::memset(expanded + byteCount, 0, kZeroTail);
     return expanded;

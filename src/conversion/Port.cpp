@@ -27,12 +27,18 @@ PortArray* portArray = nullptr;
 int32_t portNeverOpened = 1;
 int32_t unknownSignalWarnings = 0;
 
+bool PortReports(int level) {
+    return portArray != nullptr && portArray->message != nullptr &&
+           (level < kLevelDetail || portArray->options.logAllMessages != 0);
+}
+
 void ReportPortMessage(int level, double time, const char* format, ...) {
+    if (!PortReports(level)) return;
     va_list args;
     va_start(args, format);
     std::vsnprintf(errorText, sizeof errorText, format, args);
     va_end(args);
-    if (portArray != nullptr && portArray->message != nullptr) portArray->message(level, time, errorText);
+    portArray->message(level, time, errorText);
 }
 
 // The store reports through the port's own message function. Assemblers

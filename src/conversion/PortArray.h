@@ -125,6 +125,10 @@ void ClosePort();
 
 // Formats into the error text and hands it to the port's message function.
 void ReportPortMessage(int level, double time, const char* format, ...) __attribute__((format(printf, 3, 4)));
+// Whether a message of this level reaches anyone. Detail messages go nowhere
+// unless the options ask for every message, and then their text is not
+// even built: the navigation decoders have one for nearly every record.
+bool PortReports(int level);
 
 // The store and the assemblers that PortArray owns.
 void CreateNavigationState(PortArray& port);

@@ -136,8 +136,18 @@ bool SatelliteId::Set(GnssConstellation c, int p) {
 
 bool SatelliteId::IsValid() const { return prn >= 1 && prn <= HighestPrn(constellation); }
 
+// The "%c%02d" form, written by hand for the common two-digit numbers: the
+// navigation decoders name a satellite in every record they handle.
 const char* SatelliteId::ShortText(char* buffer) const {
-    snprintf(buffer, 32, "%c%02d", ConstellationLetter(constellation), prn);
+    constexpr int kTwoDigits = 100;
+    if (prn >= kTwoDigits) {
+        snprintf(buffer, 32, "%c%02d", ConstellationLetter(constellation), prn);
+        return buffer;
+    }
+    buffer[0] = ConstellationLetter(constellation);
+    buffer[1] = static_cast<char>('0' + prn / 10);
+    buffer[2] = static_cast<char>('0' + prn % 10);
+    buffer[3] = '\0';
     return buffer;
 }
 

@@ -89,7 +89,7 @@ public:
     CXmlNodeList GetElementsByName(const std::string& name) const;
     bool IsEmpty() const { return document == nullptr; }
 
-    // Documents alive in the process (for the balance of Initialize/Terminate).
+    // Documents alive in the process.
     static int UseCount();
 
 private:

@@ -5,10 +5,12 @@
 
 #include <bitset>
 #include <cmath>
+#include <cstdio>
 #include <string>
 #include <vector>
 
 #include "PortHarness.h"
+#include "conversion/HostMessages.h"
 #include "conversion/UbxDecoders.h"
 #include "../ephemeris/SampleRecords.h"
 #include "ephemeris/EphemerisBDS.h"
@@ -225,6 +227,15 @@ INSTANTIATE_TEST_SUITE_P(
         RefusalCase{"GlonassStringZero", kUbxGlonass, 3, 4,
                     "RXM-SFRBX: R03 - Failed to store string. String 0 is invalid", true}),
     [](const auto& info) { return std::string(info.param.name); });
+
+TEST_F(RouterTest, DetailTextsAreNotBuiltUnlessEveryMessageIsAsked) {
+    DecoderOptions quiet{2, 0, 0};
+    ublox2trv::SetPortOptions(&quiet, sizeof quiet);
+    std::snprintf(ublox2trv::errorText, sizeof ublox2trv::errorText, "before");
+    EXPECT_EQ(FeedOne(Sfrbx(kUbxSbas, 120, NumberedWords(1))), 0);
+    EXPECT_TRUE(messages().empty());
+    EXPECT_STREQ(ublox2trv::errorText, "before");
+}
 
 // ---------------------------------------------------------------------------
 // GPS and QZSS: subframes to store to file and back

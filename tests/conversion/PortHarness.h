@@ -25,10 +25,13 @@ protected:
     void SetUp() override { Reopen(); }
     void TearDown() override { ublox2trv::ClosePort(); }
 
-    // A fresh port, as at the start of a conversion.
+    // A fresh port, as at the start of a conversion, that reports every
+    // message.
     void Reopen() {
         messages().clear();
         ASSERT_EQ(ublox2trv::OpenPort(Record, &epoch), 0);
+        DecoderOptions options{2, 1, 0};
+        ublox2trv::SetPortOptions(&options, sizeof options);
     }
 
     // The non-zero results of the bytes, as (byte index, result).

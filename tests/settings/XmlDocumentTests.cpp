@@ -147,10 +147,10 @@ TEST(XmlDocument, ElementsAndAttributesAsLoaded) {
     EXPECT_TRUE(text.GetAttributes().IsNull());
 }
 
-TEST(XmlDocument, LibraryIsUpExactlyWhileDocumentsLive) {
+TEST(XmlDocument, DocumentsComeAndGoInRounds) {
     ubxtest::TempDir temp;
     ASSERT_EQ(CXmlDocument::UseCount(), 0);
-    // Several rounds of initialising and terminating must each work.
+    // Each round starts with no document alive, as each conversion does.
     for (int round = 0; round < 3; ++round) {
         CXmlDocument outer;
         {
