@@ -66,12 +66,10 @@ NavigationAssemblerFactory assemblerFactory = BuiltInAssembler;
 
 void Note(const char* format, ...) __attribute__((format(printf, 1, 2)));
 void Note(const char* format, ...) {
-    if (!PortReports(kLevelDetail)) return;
     va_list args;
     va_start(args, format);
-    std::vsnprintf(errorText, sizeof errorText, format, args);
+    ReportPortMessageV(kLevelDetail, kNoMessageTime, format, args);
     va_end(args);
-    portArray->message(kLevelDetail, kNoMessageTime, errorText);
 }
 
 uint32_t WordAt(const uint8_t* words, int index) {

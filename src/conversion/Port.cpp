@@ -32,13 +32,17 @@ bool PortReports(int level) {
            (level < kLevelDetail || portArray->options.logAllMessages != 0);
 }
 
-void ReportPortMessage(int level, double time, const char* format, ...) {
+void ReportPortMessageV(int level, double time, const char* format, va_list args) {
     if (!PortReports(level)) return;
+    std::vsnprintf(errorText, sizeof errorText, format, args);
+    portArray->message(level, time, errorText);
+}
+
+void ReportPortMessage(int level, double time, const char* format, ...) {
     va_list args;
     va_start(args, format);
-    std::vsnprintf(errorText, sizeof errorText, format, args);
+    ReportPortMessageV(level, time, format, args);
     va_end(args);
-    portArray->message(level, time, errorText);
 }
 
 // The store reports through the port's own message function. Assemblers

@@ -3,6 +3,7 @@
 // PortArray per process, allocated by OpenPort and reached through
 // portArray; every record decoder works on it.
 #include <cstddef>
+#include <cstdarg>
 #include <cstdint>
 
 #include "conversion/ConvertApi.h"
@@ -125,6 +126,7 @@ void ClosePort();
 
 // Formats into the error text and hands it to the port's message function.
 void ReportPortMessage(int level, double time, const char* format, ...) __attribute__((format(printf, 3, 4)));
+void ReportPortMessageV(int level, double time, const char* format, va_list args);
 // Whether a message of this level reaches anyone. Detail messages go nowhere
 // unless the options ask for every message, and then their text is not
 // even built: the navigation decoders have one for nearly every record.

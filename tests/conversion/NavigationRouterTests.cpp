@@ -48,33 +48,6 @@ Bytes Sfrbx(uint8_t gnssId, uint8_t svId, const std::vector<uint32_t>& words, ui
     return ubxtest::MakeRxmSfrbx(gnssId, svId, freqId, words);
 }
 
-KeplerElements GpsElements() {
-    KeplerElements k{};
-    k.week = 2300;
-    k.toe = k.toc = 345600;
-    k.sqrtA = 5153.65531158;
-    k.e = 0.0102386563178;
-    k.i0 = 0.961622154371;
-    k.Omega0 = -2.01234567891;
-    k.omega = 0.812345678901;
-    k.M0 = 1.23456789012;
-    k.deltaN = 4.51304515454e-09;
-    k.OmegaDot = -8.10212347018e-09;
-    k.IDOT = 2.10723348006e-10;
-    k.Cuc = -1.21630728245e-06;
-    k.Cus = 7.51577317715e-06;
-    k.Crc = 230.53125;
-    k.Crs = -22.34375;
-    k.Cic = 1.11758708954e-07;
-    k.Cis = -5.21540641785e-08;
-    k.af0 = -1.23431812972e-04;
-    k.af1 = -3.41060513165e-12;
-    k.TGD = -1.11758708954e-08;
-    k.IODC = 77;
-    k.IODE = 77;
-    return k;
-}
-
 // Field by field, within what the .epp text keeps (8 significant digits
 // for the shortest fields).
 void ExpectSameElements(const KeplerElements& a, const KeplerElements& b) {
@@ -241,7 +214,7 @@ TEST_F(RouterTest, DetailTextsAreNotBuiltUnlessEveryMessageIsAsked) {
 // GPS and QZSS: subframes to store to file and back
 
 TEST_F(RouterTest, GpsSubframesBecomeAStoredEphemerisThatSurvivesTheFile) {
-    const KeplerElements sent = ubxtest::QuantiseLnav(GpsElements());
+    const KeplerElements sent = ubxtest::QuantiseLnav(sample::GpsElements());
     ubxtest::LnavExtras extras;
     extras.towCount = 57600;
     const ubxtest::LnavSubframeSet set = ubxtest::EncodeLnav(sent, extras);
@@ -278,7 +251,7 @@ TEST_F(RouterTest, GpsSubframesBecomeAStoredEphemerisThatSurvivesTheFile) {
 
 TEST_F(RouterTest, QzssSubframesBecomeAStoredEphemeris) {
     QzssEphemerisRecord record{};
-    record.elements = GpsElements();
+    record.elements = sample::GpsElements();
     record.elements.sqrtA = 6493.28417206;
     record.elements.e = 0.0750136254448;
     record.elements = ubxtest::QuantiseLnav(record.elements);
@@ -352,7 +325,7 @@ TEST_F(RouterTest, GalileoWordsBecomeAStoredEphemerisThatSurvivesTheFile) {
 TEST_F(RouterTest, GlonassStringsTakeTheirGpsTimeFromTheGpsEphemerides) {
     // A GPS ephemeris gives GLONASS its week: toe 345600 of week 2300 is
     // Thursday 00:00 GPS, 02:59:42 Moscow time with 18 leap seconds.
-    const ubxtest::LnavSubframeSet gps = ubxtest::EncodeLnav(ubxtest::QuantiseLnav(GpsElements()), {});
+    const ubxtest::LnavSubframeSet gps = ubxtest::EncodeLnav(ubxtest::QuantiseLnav(sample::GpsElements()), {});
     for (const ubxtest::LnavWords& subframe : gps) FeedOne(Sfrbx(kUbxGps, 5, ubxtest::ToSfrbxWords(subframe)));
 
     GloEphemerisRecord in = sample::Glonass();
@@ -410,7 +383,7 @@ TEST_F(RouterTest, AlmanacSubframeLogsAStoreFailureWithTheLastWords) {
 }
 
 TEST_F(RouterTest, RxmEphGoesIntoTheStore) {
-    const KeplerElements sent = ubxtest::QuantiseLnav(GpsElements());
+    const KeplerElements sent = ubxtest::QuantiseLnav(sample::GpsElements());
     ubxtest::LnavExtras extras;
     extras.towCount = 57600;
     const ubxtest::LnavSubframeSet set = ubxtest::EncodeLnav(sent, extras);

@@ -14,19 +14,14 @@
 #include "ephemeris/EphemerisGLO.h"
 #include "ephemeris/EphemerisGPS.h"
 #include "ephemeris/EphemerisStore.h"
+#include "StoreReports.h"
 #include "support/TestPaths.h"
 
 namespace {
 
-struct Report {
-    int level;
-    std::string text;
-};
-std::vector<Report>& Reports() {
-    static std::vector<Report> list;
-    return list;
-}
-void Record(int level, double, const char* text) { Reports().push_back({level, text}); }
+using storetest::Record;
+using storetest::Report;
+using storetest::Reports;
 
 std::string ReadAll(const std::string& path) {
     std::ifstream in(path, std::ios::binary);

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "SampleRecords.h"
+#include "StoreReports.h"
 #include "ephemeris/EphemerisGAL.h"
 #include "ephemeris/EphemerisGLO.h"
 #include "ephemeris/EphemerisGPS.h"
@@ -22,15 +23,9 @@ namespace {
 
 constexpr double kC = 299792458.0;
 
-struct Report {
-    int level;
-    std::string text;
-};
-std::vector<Report>& Reports() {
-    static std::vector<Report> list;
-    return list;
-}
-void Record(int level, double, const char* text) { Reports().push_back({level, text}); }
+using storetest::Record;
+using storetest::Report;
+using storetest::Reports;
 
 class StoreTest : public ::testing::Test {
 protected:
