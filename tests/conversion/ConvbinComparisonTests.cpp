@@ -7,16 +7,12 @@
 
 #include <cmath>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
-#include <map>
-#include <sstream>
 #include <string>
 #include <vector>
 
-#include "conversion/Converter.h"
+#include "ConvbinOracle.h"
 #include "ephemeris/EphemerisFile.h"
 #include "ephemeris/EphemerisGPS.h"
 #include "ephemeris/EphemerisQZSS.h"
@@ -34,41 +30,16 @@ struct NavRecord {
     int health;    // six bits; -1 where the file does not say
 };
 
-double RinexNumber(const std::string& line, size_t at) {
-    if (line.size() <= at) return 0.0;
-    std::string field = line.substr(at, 19);
-    for (char& c : field)
-        if (c == 'D' || c == 'd') c = 'E';
-    return std::strtod(field.c_str(), nullptr);
-}
-
-// GPS and QZSS records of a RINEX 3 navigation file: a first line with the
-// satellite, the clock epoch and three numbers, then seven lines of four.
+// GPS and QZSS records of convbin's navigation file.
 std::vector<NavRecord> ReadRinexNav(const std::string& path) {
     std::vector<NavRecord> records;
-    std::ifstream in(path);
-    std::string line;
-    while (std::getline(in, line) && line.find("END OF HEADER") == std::string::npos) {
-    }
-    while (std::getline(in, line)) {
-        if (line.size() < 23 || (line[0] != 'G' && line[0] != 'J') || line[1] == ' ') continue;
+    for (const convbintest::RinexNavRecord& v : convbintest::ReadRinexNav(path)) {
+        if (v.system != 'G' && v.system != 'J') continue;
         NavRecord r{};
-        r.system = line[0];
-        r.prn = std::atoi(line.substr(1, 2).c_str());
-        int year = 0, month = 0, day = 0, hour = 0, minute = 0, second = 0;
-        std::sscanf(line.c_str() + 4, "%d %d %d %d %d %d", &year, &month, &day, &hour, &minute, &second);
-        double v[31];
-        for (int j = 0; j < 3; ++j) v[j] = RinexNumber(line, 23 + 19 * j);
-        for (int l = 0; l < 7; ++l) {
-            std::string more;
-            if (!std::getline(in, more)) return records;
-            for (int j = 0; j < 4; ++j) v[3 + 4 * l + j] = RinexNumber(more, 4 + 19 * j);
-        }
+        r.system = v.system;
+        r.prn = v.prn;
         KeplerElements& k = r.k;
-        int tocWeek = 0;
-        double tocSeconds = 0.0;
-        CalendarToGps(hour, minute, second, month, day, year, tocWeek, tocSeconds);
-        k.toc = static_cast<int>(std::lround(tocSeconds));
+        k.toc = static_cast<int>(std::lround(v.SecondsOfWeek()));
         k.af0 = v[0], k.af1 = v[1], k.af2 = v[2];
         k.IODE = static_cast<int>(v[3]), k.Crs = v[4], k.deltaN = v[5], k.M0 = v[6];
         k.Cuc = v[7], k.e = v[8], k.Cus = v[9], k.sqrtA = v[10];
@@ -162,40 +133,20 @@ const LogCounts kLogs[] = {
     {"m8t_1hz_gps_glo_gal_sbas_week0.ubx", 13, 12, 1, 0, "G18 broadcasts health 63"},
 };
 
-bool HaveConvbin() { return std::system("command -v convbin >/dev/null 2>&1") == 0; }
-
-// Our conversion of a log, without pre-processing checks.
-bool ConvertLog(const std::string& input, const std::string& output) {
-    ConvertParams params;
-    std::memset(&params, 0, sizeof params);
-    params.structSize = UBLOX2TRV_PARAMS_SIZE;
-    params.structVersion = UBLOX2TRV_STRUCT_VERSION;
-    ublox2trv::SetFactoryDefaults(UBLOX2TRV_OPTIONS_SIZE, &params.options);
-    params.options.runChecks = 0;
-    std::snprintf(params.inputFile, sizeof params.inputFile, "%s", input.c_str());
-    std::snprintf(params.outputFile, sizeof params.outputFile, "%s", output.c_str());
-    ConvertCallbacks callbacks;
-    std::memset(&callbacks, 0, sizeof callbacks);
-    callbacks.structSize = UBLOX2TRV_CALLBACKS_SIZE;
-    return ublox2trv::ConvertFile(&params, &callbacks) == 0;
-}
-
 class ConvbinComparisonTest : public ::testing::TestWithParam<LogCounts> {};
 
 }  // namespace
 
 TEST_P(ConvbinComparisonTest, GpsAndQzssEphemeridesAgreeWithRtklib) {
     SKIP_WITHOUT_SHARED_LOGS();
-    if (!HaveConvbin()) GTEST_SKIP() << "convbin (Debian package rtklib) is not installed";
+    if (!convbintest::HaveConvbin()) GTEST_SKIP() << "convbin (Debian package rtklib) is not installed";
     const LogCounts& log = GetParam();
     const std::filesystem::path input = ubxtest::SharedUbxDir() / log.file;
     if (!std::filesystem::exists(input)) GTEST_SKIP() << log.file << " is not among the shared logs";
 
     ubxtest::TempDir dir;
-    ASSERT_TRUE(ConvertLog(input.string(), dir.File("ours.trv")));
-    const std::string command = "convbin -r ubx -v 3.04 -od -os -o '" + dir.File("x.obs") + "' -n '" +
-                                dir.File("x.nav") + "' '" + input.string() + "' >/dev/null 2>&1";
-    ASSERT_EQ(std::system(command.c_str()), 0) << command;
+    ASSERT_TRUE(convbintest::RunOurs(input.string(), dir.File("ours.trv")));
+    ASSERT_TRUE(convbintest::RunConvbin(input.string(), dir.File("x.obs"), dir.File("x.nav")));
 
     const std::vector<NavRecord> theirs = ReadRinexNav(dir.File("x.nav"));
     const std::vector<NavRecord> ours = ReadOurs(dir.File("ours.epp"));
