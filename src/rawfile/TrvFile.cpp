@@ -17,6 +17,19 @@ using namespace trv;
 
 namespace {
 
+// The summary's absolute seconds as a week and seconds. A damaged header can
+// hold any number there; one outside the weeks a GpsTime can count gives
+// the empty time.
+GpsTime FromAbsoluteSeconds(double absolute) {
+    constexpr double kLastWeek = 32767.0;
+    GpsTime time{};
+    if (!(absolute >= 0.0 && absolute < kLastWeek * kSecondsPerWeek)) return time;
+    const int week = static_cast<int>(absolute / kSecondsPerWeek);
+    time.week = static_cast<int16_t>(week);
+    time.seconds = absolute - week * kSecondsPerWeek;
+    return time;
+}
+
 const char* StreamMode(int mode) {
     switch (mode) {
         case kTrvRead: return "rb";
@@ -276,14 +289,8 @@ bool CTrvFile::OpenV3(const char* name, int mode) {
         Get<double>(headerV3, kV3PositionAt + 16) == 0.0)
         RebuildSummaryV3();
     BuildEpochIndex();
-    const double first = Get<double>(headerV3, kV3FirstTimeAt);
-    const double last = Get<double>(headerV3, kV3LastTimeAt);
-    const int firstWeek = static_cast<int>(first / kSecondsPerWeek);
-    const int lastWeek = static_cast<int>(last / kSecondsPerWeek);
-    timeRange.first.week = static_cast<int16_t>(firstWeek);
-    timeRange.first.seconds = first - firstWeek * kSecondsPerWeek;
-    timeRange.last.week = static_cast<int16_t>(lastWeek);
-    timeRange.last.seconds = last - lastWeek * kSecondsPerWeek;
+    timeRange.first = FromAbsoluteSeconds(Get<double>(headerV3, kV3FirstTimeAt));
+    timeRange.last = FromAbsoluteSeconds(Get<double>(headerV3, kV3LastTimeAt));
     lastReadSize = kTrvHeaderSize;
     return true;
 }

@@ -1,4 +1,5 @@
 // The summary fields of a version 3 header, rebuilt from the records.
+#include <cstdint>
 #include <cstdio>
 #include <new>
 
@@ -71,7 +72,11 @@ bool CTrvFile::RebuildSummaryV3() {
         running.longitude /= staticEpochs;
         running.height /= staticEpochs;
     }
-    const auto intervalMs = static_cast<uint32_t>(intervalAnalyser->Interval() * 1000.0 + 0.5);
+    // Damaged records can make any interval; one that does not fit the field
+    // is stored as unknown.
+    const double measuredMs = intervalAnalyser->Interval() * 1000.0 + 0.5;
+    const uint32_t intervalMs =
+        measuredMs >= 0.0 && measuredMs < static_cast<double>(UINT32_MAX) ? static_cast<uint32_t>(measuredMs) : 0;
     Put<uint32_t>(headerV3, kV3EpochCountAt, count);
     Put<uint32_t>(headerV3, kV3IntervalMsAt, intervalMs);
     Put<double>(headerV3, kV3FirstTimeAt, firstTime);

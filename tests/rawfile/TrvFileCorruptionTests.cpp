@@ -134,6 +134,44 @@ TEST(TrvFileCorruption, BrokenHeaderInTheMiddle) {
     EXPECT_EQ(ReadBytes(path), bytes);  // the summary is left as it was
 }
 
+TEST(TrvFileCorruption, WildSummaryNumbersGiveNoTime) {
+    ubxtest::TempDir dir;
+    const std::string path = dir.File("wild.trv");
+    WriteFile(path, 3);
+    std::vector<uint8_t> bytes = ReadBytes(path);
+    // Non-zero summary fields are taken as they stand: a first time far
+    // beyond any week, a last time below zero.
+    const double first = 2.4e77, last = -3.7e63;
+    memcpy(bytes.data() + 167, &first, sizeof first);
+    memcpy(bytes.data() + 175, &last, sizeof last);
+    WriteBytes(path, bytes);
+    CTrvFile trv;
+    ASSERT_TRUE(trv.Open(path.c_str(), kTrvRead, false));
+    EXPECT_EQ(trv.TimeRange().first.week, 0);
+    EXPECT_EQ(trv.TimeRange().last.week, 0);
+}
+
+TEST(TrvFileCorruption, IntervalBeyondItsFieldIsStoredAsUnknown) {
+    ubxtest::TempDir dir;
+    const std::string path = dir.File("far.trv");
+    CTrvFile trv;
+    ASSERT_TRUE(trv.Create(path.c_str(), 39, nullptr, "UBLOX2TRV", -1.0, 1.0, nullptr, 3));
+    // Epochs two thousand weeks apart: some 1.2e12 ms, which does not fit
+    // the summary's 32 bits.
+    for (int week : {100, 2100}) {
+        CGnssEpoch e = MakeEpoch(0);
+        e.week = static_cast<int16_t>(week);
+        ASSERT_EQ(trv.AppendEpoch(e, false), 0);
+    }
+    trv.Close();
+    ASSERT_TRUE(trv.Open(path.c_str(), kTrvRead, false));
+    EXPECT_EQ(trv.EpochCount(), 2);
+    uint32_t intervalMs = 1;
+    const std::vector<uint8_t> bytes = ReadBytes(path);
+    memcpy(&intervalMs, bytes.data() + 163, sizeof intervalMs);
+    EXPECT_EQ(intervalMs, 0u);
+}
+
 TEST(TrvFileCorruption, DamagedFilesNeverCrash) {
     ubxtest::TempDir dir;
     const std::string good = dir.File("good.trv"), path = dir.File("damaged.trv");
