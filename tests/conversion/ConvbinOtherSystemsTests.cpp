@@ -51,15 +51,20 @@ void CompareInteger(Differences& out, const char* name, long ours, double theirs
     out.push_back(std::string(name) + " " + std::to_string(ours) + " vs " + std::to_string(std::lround(theirs)));
 }
 
-// The Kepler block in the common RINEX order of GPS, Galileo and BeiDou.
-void CompareKepler(Differences& out, const KeplerElements& k, const RinexNavRecord& v) {
+// The Kepler block in the common RINEX order of GPS, Galileo and BeiDou:
+// the orbit's size, shape and phase, then its orientation and corrections
+// (Galileo's word 1, and words 2 to 4).
+void CompareOrbitPhase(Differences& out, const KeplerElements& k, const RinexNavRecord& v) {
+    Compare(out, "M0", k.M0, v[6]);
+    Compare(out, "e", k.e, v[8]);
+    Compare(out, "sqrtA", k.sqrtA, v[10]);
+}
+
+void CompareOrbitOrientation(Differences& out, const KeplerElements& k, const RinexNavRecord& v) {
     Compare(out, "Crs", k.Crs, v[4]);
     Compare(out, "deltaN", k.deltaN, v[5]);
-    Compare(out, "M0", k.M0, v[6]);
     Compare(out, "Cuc", k.Cuc, v[7]);
-    Compare(out, "e", k.e, v[8]);
     Compare(out, "Cus", k.Cus, v[9]);
-    Compare(out, "sqrtA", k.sqrtA, v[10]);
     Compare(out, "Cic", k.Cic, v[12]);
     Compare(out, "Omega0", k.Omega0, v[13]);
     Compare(out, "Cis", k.Cis, v[14]);
@@ -68,6 +73,11 @@ void CompareKepler(Differences& out, const KeplerElements& k, const RinexNavReco
     Compare(out, "omega", k.omega, v[17]);
     Compare(out, "OmegaDot", k.OmegaDot, v[18]);
     Compare(out, "IDOT", k.IDOT, v[19]);
+}
+
+void CompareKepler(Differences& out, const KeplerElements& k, const RinexNavRecord& v) {
+    CompareOrbitPhase(out, k, v);
+    CompareOrbitOrientation(out, k, v);
 }
 
 // ---------------------------------------------------------------------------
@@ -96,24 +106,12 @@ const GloEphemerisRecord& Glo(const GNSS::IEphemeris& e) {
 // Words 2 to 5 of I/NAV: orbit, clock and group delays.
 Differences GalileoWordsTwoToFive(const GNSS::IEphemeris& e, const RinexNavRecord& v) {
     const GalEphemerisRecord& r = Gal(e);
-    const KeplerElements& k = r.elements;
     Differences out;
     CompareInteger(out, "toc", r.iNavToc, v.SecondsOfWeek());
     Compare(out, "af0", r.iNavAf0, v[0]);
     Compare(out, "af1", r.iNavAf1, v[1]);
     Compare(out, "af2", r.iNavAf2, v[2]);
-    Compare(out, "Crs", k.Crs, v[4]);
-    Compare(out, "deltaN", k.deltaN, v[5]);
-    Compare(out, "Cuc", k.Cuc, v[7]);
-    Compare(out, "Cus", k.Cus, v[9]);
-    Compare(out, "Cic", k.Cic, v[12]);
-    Compare(out, "Omega0", k.Omega0, v[13]);
-    Compare(out, "Cis", k.Cis, v[14]);
-    Compare(out, "i0", k.i0, v[15]);
-    Compare(out, "Crc", k.Crc, v[16]);
-    Compare(out, "omega", k.omega, v[17]);
-    Compare(out, "OmegaDot", k.OmegaDot, v[18]);
-    Compare(out, "IDOT", k.IDOT, v[19]);
+    CompareOrbitOrientation(out, r.elements, v);
     Compare(out, "BGD E1/E5a", r.bgdE1E5a, v[25]);
     Compare(out, "BGD E1/E5b", r.bgdE1E5b, v[26]);
     return out;
@@ -134,9 +132,7 @@ const SystemRules kGalileoRules = {
         const GalEphemerisRecord& r = Gal(e);
         Differences out = GalileoWordsTwoToFive(e, v);
         if (!r.iNavValid) out.push_back("not an I/NAV record");
-        Compare(out, "M0", r.elements.M0, v[6]);
-        Compare(out, "e", r.elements.e, v[8]);
-        Compare(out, "sqrtA", r.elements.sqrtA, v[10]);
+        CompareOrbitPhase(out, r.elements, v);
         return out;
     },
     GalileoWordsTwoToFive};
