@@ -94,7 +94,8 @@ void ApplyClock(const PortArray& port, CGnssEpoch& epoch) {
 // the suite's files have always carried, not the description's 0.01 * 2^n.
 float PseudorangeStdDev(int n) {
     const float step = static_cast<float>(n) * 0.01f;
-    return static_cast<float>(std::ldexp(static_cast<double>(step), n));
+    // n is a 4-bit code: 2^n is exact as an integer, and so is the product.
+    return static_cast<float>(static_cast<double>(step) * static_cast<double>(1u << n));
 }
 
 // A satellite record reused for every block that starts a new satellite,

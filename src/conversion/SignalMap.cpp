@@ -1,6 +1,8 @@
 // u-blox gnssId/sigId pairs to this system's constellations and signals.
 // Only the pairs listed are taken: GPS L5, Galileo E5a, SBAS and IMES are
 // refused on purpose.
+#include <array>
+
 #include "conversion/UbxDecoders.h"
 
 namespace ublox2trv {
@@ -45,17 +47,24 @@ bool MapConstellation(int gnssId, GnssConstellation& constellation) {
     }
 }
 
+// kSignalRows by gnssId and sigId, for a lookup per measurement.
+constexpr int kGnssIds = 7;
+constexpr int kSigIds = 8;
+constexpr auto kSignalOf = [] {
+    std::array<std::array<GnssSignalId, kSigIds>, kGnssIds> table{};
+    for (auto& row : table)
+        for (GnssSignalId& id : row) id = kNoSignal;
+    for (const SignalRow& row : kSignalRows) table[row.gnssId][row.sigId] = row.signalId;
+    return table;
+}();
+
 }  // namespace
 
 bool MapUbloxSignal(int gnssId, int sigId, GnssConstellation& constellation, GnssSignalId& signalId) {
     if (!MapConstellation(gnssId, constellation)) return false;
-    for (const SignalRow& row : kSignalRows) {
-        if (row.gnssId == gnssId && row.sigId == sigId) {
-            signalId = row.signalId;
-            return true;
-        }
-    }
-    return false;
+    if (sigId < 0 || sigId >= kSigIds || kSignalOf[gnssId][sigId] == kNoSignal) return false;
+    signalId = kSignalOf[gnssId][sigId];
+    return true;
 }
 
 }  // namespace ublox2trv

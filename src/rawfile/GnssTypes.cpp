@@ -1,5 +1,7 @@
 #include "rawfile/GnssTypes.h"
 
+#include <array>
+#include <cstdint>
 #include <cstdio>
 
 namespace {
@@ -44,10 +46,19 @@ constexpr SignalInfo kSignals[] = {
     {101, kSbas, "", -1},
 };
 
+// Row of each signal id in kSignals, -1 for none: the epoch model asks
+// about the signal of every measurement it takes.
+constexpr GnssSignalId kHighestSignalId = 101;
+constexpr auto kSignalRowOf = [] {
+    std::array<int8_t, kHighestSignalId + 1> rows{};
+    for (int8_t& row : rows) row = -1;
+    for (size_t k = 0; k < std::size(kSignals); ++k) rows[kSignals[k].id] = static_cast<int8_t>(k);
+    return rows;
+}();
+
 const SignalInfo* FindSignal(GnssSignalId id) {
-    for (const SignalInfo& s : kSignals)
-        if (s.id == id) return &s;
-    return nullptr;
+    if (id < 0 || id > kHighestSignalId || kSignalRowOf[id] < 0) return nullptr;
+    return &kSignals[kSignalRowOf[id]];
 }
 
 // Role to signal, columns GPS, GLONASS, BeiDou, QZSS, Galileo. The BeiDou,
