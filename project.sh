@@ -37,6 +37,7 @@ demo)
     mkdir -p out
     build/bin/ublox2trv convert build/samples/default.ubx -o out/default.trv
     build/bin/ublox2trv info out/default.trv
+    build/bin/ublox2trv info out/default.epp | tail -n 8
     ;;
 test)
     install_packages
