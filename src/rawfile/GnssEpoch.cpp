@@ -46,9 +46,9 @@ void CGnssEpoch::Reset() {
     week = 0;
     clockOffset = 0.0;
     position = GeodeticPosition();
-    for (auto& row : satellites)
-        for (auto& entry : row)
-            if (entry) entry->Reset();
+    // Every satellite that holds data is in the list (SetSatellite and
+    // assignment keep it so); the rest of the table was cleared before.
+    for (const SatelliteId& id : satelliteList) satellites[id.constellation][id.prn]->Reset();
     satelliteList.clear();
 }
 
