@@ -133,6 +133,7 @@ bool CEphemerisBDS::ReadRecord(TextRecord& text, int version, char* message) {
             return false;
         if (!ReadKeplerBlock(text, version, k)) return false;
     }
+    if (!CheckKeplerValues(k, record.prn, message, {record.ura, record.tgd2})) return false;
     record.gpsWeek = static_cast<int16_t>(gpsWeek);
     record.gpsSeconds = gpsSeconds;
     if (k.sqrtA < kMinSqrtA || k.sqrtA > kMaxSqrtA) {

@@ -215,6 +215,10 @@ bool CEphemerisGAL::ReadRecord(TextRecord& text, int version, char* message) {
                       &record.iNavAf2) != 4)
             return false;
     }
+    if (!CheckKeplerValues(record.elements, prn, message,
+                           {record.gpsSeconds, record.bgdE1E5a, record.bgdE1E5b, record.iNavAf0, record.iNavAf1,
+                            record.iNavAf2}))
+        return false;
     return IsValid(message);
 }
 

@@ -156,7 +156,7 @@ bool CEphemerisGLO::ResolveGpsTime(const GpsTime& reference, double leapSeconds,
     // The day of week: the one that puts the record nearest the known time.
     const double near =
         record.hasReceptionTime ? std::fmod(record.receptionTime, kSecondsPerWeek) : reference.seconds;
-    int day = static_cast<int>(std::floor((near - seconds) / kSecondsPerDayF + 0.5));
+    int day = TruncateToInt(std::floor((near - seconds) / kSecondsPerDayF + 0.5));
     if (day < 0) day += 7;
     if (day >= 7) day -= 7;
     record.gpsSeconds = seconds + day * kSecondsPerDayF;
@@ -227,6 +227,13 @@ bool CEphemerisGLO::ReadText(TextRecord& text, int, char* message) {
     if (ScanField("GPS:", text, "%d%lf", &record.gpsWeek, &record.gpsSeconds) != 2) {
         record.gpsWeek = 0;
         record.gpsSeconds = 0.0;
+    }
+    const bool sound = record.gpsWeek >= 0 && record.gpsWeek <= kMaxEphemerisWeek &&
+                       AllFinite({record.gamma, record.minusTau, p[0], p[1], p[2], v[0], v[1], v[2], a[0], a[1], a[2],
+                                  record.tauC, record.receptionTime, record.gpsSeconds});
+    if (!sound) {
+        FormatOutOfRangeMessage(message, record.prn);
+        return false;
     }
     record.f1 = kL1Base + record.channel * kL1Spacing;
     record.f2 = kL2Base + record.channel * kL2Spacing;

@@ -102,13 +102,10 @@ bool CEphemerisGPS::ReadRecord(TextRecord& text, int version, char* message) {
         return false;
     }
     KeplerElements& k = record.elements;
-    if (version == 0) {
-        if (!ReadKeplerBlockVersion0(text, k)) return false;
-        // The oldest files count a toe of zero as the start of the next week.
-        if (k.toe == 0) ++k.week;
-    } else if (!ReadKeplerBlock(text, version, k)) {
-        return false;
-    }
+    if (version == 0 ? !ReadKeplerBlockVersion0(text, k) : !ReadKeplerBlock(text, version, k)) return false;
+    if (!CheckKeplerValues(k, record.prn, message)) return false;
+    // The oldest files count a toe of zero as the start of the next week.
+    if (version == 0 && k.toe == 0) ++k.week;
     if (k.sqrtA < kMinSqrtA || k.sqrtA > kMaxSqrtA) {
         FormatEphemerisMessage(message, "Warning: Possible bad ephemeris record for PRN %d (ROOTA=%.1lf)",
                                record.prn, k.sqrtA);

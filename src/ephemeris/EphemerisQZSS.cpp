@@ -113,6 +113,7 @@ bool CEphemerisQZSS::ReadRecord(TextRecord& text, int version, char* message) {
         record.meanMotion = meanMotion;
         record.ura = ura;
     }
+    if (!CheckKeplerValues(record.elements, record.prn, message, {record.meanMotion, record.ura})) return false;
     return IsValid(message);
 }
 

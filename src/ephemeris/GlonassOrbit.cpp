@@ -2,6 +2,8 @@
 
 #include <cmath>
 
+#include "timebase/GpsTime.h"
+
 namespace {
 
 void Derivative(const double s[6], const double acc[3], double d[6]) {
@@ -23,14 +25,15 @@ void Derivative(const double s[6], const double acc[3], double d[6]) {
 }  // namespace
 
 int GlonassStepCount(double dt) {
-    const int count = static_cast<int>(std::fabs(dt) / kGlonassMaxStep);
+    const int count = TruncateToInt(std::fabs(dt) / kGlonassMaxStep);
     return count < 1 ? 1 : count;
 }
 
 bool IntegrateGlonassOrbit(const double position[3], const double velocity[3],
                            const double acceleration[3], double dt, double outPosition[3],
                            double outVelocity[3]) {
-    if (std::fabs(dt) > kGlonassMaxPropagation) return false;
+    // Written so that a NaN interval is refused too.
+    if (!(std::fabs(dt) <= kGlonassMaxPropagation)) return false;
     const int count = GlonassStepCount(dt);
     const double h = dt / count;
 

@@ -1,5 +1,6 @@
 #include "ephemeris/KeplerText.h"
 
+#include <cmath>
 #include <cstdarg>
 
 #include "ephemeris/IEphemeris.h"
@@ -47,4 +48,23 @@ bool ReadKeplerBlockVersion0(TextRecord& text, KeplerElements& k) {
     if (ScanField("El5:", text, "%d%lf%lf%lf", &k.toe, &k.Cic, &k.Omega0, &k.Cis) != 4) return false;
     if (ScanField("El6:", text, "%lf%lf%lf%lf%lf", &k.i0, &k.Crc, &k.omega, &k.OmegaDot, &k.IDOT) != 5) return false;
     return true;
+}
+
+bool AllFinite(std::initializer_list<double> values) {
+    for (double value : values)
+        if (!std::isfinite(value)) return false;
+    return true;
+}
+
+void FormatOutOfRangeMessage(char* message, int prn) {
+    FormatEphemerisMessage(message, "Error: Ephemeris record of PRN %d holds a value out of range--Ephemeris record ignored",
+                           prn);
+}
+
+bool CheckKeplerValues(const KeplerElements& k, int prn, char* message, std::initializer_list<double> extra) {
+    const bool sound = k.week >= 0 && k.week <= kMaxEphemerisWeek && AllFinite(extra) &&
+                       AllFinite({k.sqrtA, k.e, k.i0, k.Omega0, k.omega, k.M0, k.deltaN, k.OmegaDot, k.IDOT, k.Cuc,
+                                  k.Cus, k.Crc, k.Crs, k.Cic, k.Cis, k.af0, k.af1, k.af2, k.TGD});
+    if (!sound) FormatOutOfRangeMessage(message, prn);
+    return sound;
 }

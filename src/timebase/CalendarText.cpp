@@ -37,7 +37,7 @@ void SplitGpsTime(int week, double seconds, int& hour, int& minute, double& seco
 }
 
 void FormatGpsTime(double absoluteSeconds, int decimals, char* timeText, char* dateText) {
-    const int week = static_cast<int>(std::trunc(absoluteSeconds / kSecondsPerWeek));
+    const int week = TruncateToInt(absoluteSeconds / kSecondsPerWeek);
     int hour = 0, minute = 0, month = 0, day = 0, year = 0;
     double second = 0.0;
     SplitGpsTime(week, SecondsOfWeek(absoluteSeconds), hour, minute, second, month, day, year);

@@ -5,9 +5,16 @@
 static constexpr double kDayPerSecond = 1.157407407407407e-05;
 
 void GpsTime::GetMjd(int& day, double& fraction) const {
-    const int wholeDays = static_cast<int>(seconds * kDayPerSecond);
-    day = week * 7 + kMjdOfGpsEpoch + wholeDays;
-    fraction = (seconds - wholeDays * static_cast<double>(kSecondsPerDay)) * kDayPerSecond;
+    const double wholeDays = std::trunc(seconds * kDayPerSecond);
+    day = TruncateToInt(week * 7.0 + kMjdOfGpsEpoch + wholeDays);
+    fraction = (seconds - wholeDays * kSecondsPerDay) * kDayPerSecond;
+}
+
+int TruncateToInt(double value) {
+    if (std::isnan(value)) return 0;
+    if (value <= static_cast<double>(INT32_MIN)) return INT32_MIN;
+    if (value >= static_cast<double>(INT32_MAX)) return INT32_MAX;
+    return static_cast<int>(value);
 }
 
 double AbsoluteSeconds(double seconds, int week) {

@@ -78,6 +78,10 @@ double AbsoluteSeconds(double seconds, int week);
 double SecondsOfWeek(double absoluteSeconds);
 double WrapTimeDifference(double a, double b);
 int ResolveWeekByClock(int week);
+// The whole part of value as an int, held to the int range, and 0 for NaN.
+// Times from damaged files and hostile logs reach integer conversions, where
+// a plain cast of a value out of range is undefined.
+int TruncateToInt(double value);
 int ResolveWeekNear(int week, int reference);
 int ResolveWeekByTimes(int week, double secondsA, double secondsB);
 const UnixCalendar* SplitUnixSeconds(int64_t seconds);

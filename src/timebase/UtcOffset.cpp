@@ -21,7 +21,7 @@ const char kNumberOutOfRange[] = "stoi argument out of range";
 // A decimal integer as std::stoi reads it; an empty text is 0.
 int ReadInteger(const std::string& text) { return text.empty() ? 0 : std::stoi(text); }
 
-int DayOfWeek(double seconds) { return static_cast<int>(seconds / kSecondsPerDay); }
+int DayOfWeek(double seconds) { return TruncateToInt(seconds / kSecondsPerDay); }
 
 // Seconds from b to a, with weeks and seconds as they stand.
 double SecondsBetween(int weekA, double secondsA, int weekB, double secondsB) {

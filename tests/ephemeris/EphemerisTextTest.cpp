@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstring>
 #include <functional>
+#include <memory>
 #include <string>
 
 #include "SampleRecords.h"
@@ -134,18 +135,19 @@ TEST(EphemerisText, WrittenLayout) {
     EXPECT_FALSE(GNSS::CEphemerisGPS(sample::Gps()).WriteRecord(nullptr));
 }
 
+const std::string kGpsVersionZero =
+    "GpsEph { Prn: 12\n"
+    "  El1: 253 0 -1.1175870895e-08 221 302400\n"
+    "  El2: 0.0 -1.136868377216e-12 -5.0412863493e-05\n"
+    "  El3: 221 -85.6875 4.6e-09 -2.87\n"
+    "  El4: -4.4703483582e-06 5.8e-03 8.9e-06 5153.7\n"
+    "  El5: 0 5.9e-08 1.02 -1.5e-08\n"
+    "  El6: 0.95 210.2 -1.7 -8.2e-09 2.1e-10\n"
+    "}\n";
+
 TEST(EphemerisText, GpsVersionZeroRecord) {
-    const char* text =
-        "GpsEph { Prn: 12\n"
-        "  El1: 253 0 -1.1175870895e-08 221 302400\n"
-        "  El2: 0.0 -1.136868377216e-12 -5.0412863493e-05\n"
-        "  El3: 221 -85.6875 4.6e-09 -2.87\n"
-        "  El4: -4.4703483582e-06 5.8e-03 8.9e-06 5153.7\n"
-        "  El5: 0 5.9e-08 1.02 -1.5e-08\n"
-        "  El6: 0.95 210.2 -1.7 -8.2e-09 2.1e-10\n"
-        "}\n";
     TextRecord record;
-    ASSERT_TRUE(Parse(text, record));
+    ASSERT_TRUE(Parse(kGpsVersionZero, record));
     GNSS::CEphemerisGPS gps;
     char message[kEphemerisMessageSize];
     ASSERT_TRUE(gps.ReadRecord(record, 0, message)) << message;
@@ -279,7 +281,7 @@ TEST(EphemerisText, ReaderWords) {
         const char* name;
         std::string text;
         std::function<bool(TextRecord&, char*)> read;
-        const char* words;
+        std::string words;
     };
     auto gps = [](TextRecord& r, char* m) { return GNSS::CEphemerisGPS().ReadRecord(r, 2, m); };
     auto qzs = [](TextRecord& r, char* m) { return GNSS::CEphemerisQZSS().ReadRecord(r, 2, m); };
@@ -289,6 +291,13 @@ TEST(EphemerisText, ReaderWords) {
     const std::string qzsText = Written(GNSS::CEphemerisQZSS(sample::QzssQuasiZenith()));
     const std::string bdsText = Written(GNSS::CEphemerisBDS(sample::BeiDouMeo()));
     const std::string galText = Written(GNSS::CEphemerisGAL(sample::Galileo()));
+    const std::string gloText = Written(GNSS::CEphemerisGLO(ResolvedGlonassRecord()));
+    auto gps0 = [](TextRecord& r, char* m) { return GNSS::CEphemerisGPS().ReadRecord(r, 0, m); };
+    auto glo = [](TextRecord& r, char* m) { return GloRead(*std::make_unique<GNSS::CEphemerisGLO>(), r, 2, m); };
+    auto outOfRange = [](int prn) {
+        return "Error: Ephemeris record of PRN " + std::to_string(prn) +
+               " holds a value out of range--Ephemeris record ignored";
+    };
     auto edit = [](std::string s, const char* from, const char* to) {
         s.replace(s.find(from), std::strlen(from), to);
         return s;
@@ -310,13 +319,23 @@ TEST(EphemerisText, ReaderWords) {
         {"BeiDou satH1 of BS1 wins", edit(bdsText, "4.85000000e+00 -3.10000000e-09 0", "4.85 -3.1e-09 1"), bds, ""},
         {"Galileo token", gpsText, gal, "Error: Not a EGS ephemeris record"},
         {"Galileo prn", edit(galText, "Prn: 11", "Prn: 37"), gal, "Warning: Invalid EGS PRN 37--Ephemeris record ignored"},
+        // Numbers no broadcast holds never reach the time and orbit arithmetic.
+        {"GPS nan", edit(gpsText, "8.12345678901000e-01", "nan"), gps, outOfRange(5)},
+        {"GPS week at the integer limit", edit(gpsText, "E31: 2300", "E31: 2147483647"), gps, outOfRange(5)},
+        {"GPS version 0 week that a toe of 0 would raise", edit(kGpsVersionZero, "El1: 253", "El1: 2147483647"),
+         gps0, outOfRange(12)},
+        {"QZSS inf", edit(qzsText, "6.49328417206000e+03", "inf"), qzs, outOfRange(2)},
+        {"BeiDou week that 1356 would overflow", edit(bdsText, "E31: 944", "E31: 2147483000"), bds, outOfRange(23)},
+        {"Galileo -inf", edit(galText, "E31: 1276", "E31: -1"), gal, outOfRange(11)},
+        {"GLONASS nan reception time", edit(gloText, "1391421000.00", "nan"), glo, outOfRange(9)},
+        {"GLONASS inf gamma", edit(gloText, "\tLte: 9.", "\tLte: inf 9."), glo, outOfRange(9)},
     };
     for (const Case& c : cases) {
         TextRecord record;
         ASSERT_TRUE(Parse(c.text, record)) << c.name;
         char message[kEphemerisMessageSize] = "stale";
         EXPECT_FALSE(c.read(record, message)) << c.name;
-        EXPECT_STREQ(message, c.words) << c.name;
+        EXPECT_EQ(message, c.words) << c.name;
     }
     // A QZSS record without JS1 reads.
     TextRecord record;

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <cmath>
+#include <cstring>
 #include <ctime>
 
 #include "timebase/GpsTime.h"
@@ -100,6 +102,14 @@ TEST(CalendarText, FormatParseRoundTrip) {
         FormatGpsTime(at, 3, timeText, dateText);
         ASSERT_EQ(ParseGpsTime(timeText, dateText, a), 0) << timeText << " " << dateText;
         ASSERT_NEAR(a, at, 1e-6) << timeText << " " << dateText;
+    }
+}
+
+TEST(CalendarText, WildTimesStillFormat) {
+    char timeText[32], dateText[32];
+    for (double wild : {std::nan(""), HUGE_VAL, -HUGE_VAL, 1e300}) {
+        FormatGpsTime(wild, 3, timeText, dateText);
+        EXPECT_NE(std::strchr(dateText, '/'), nullptr) << wild;
     }
 }
 

@@ -46,6 +46,15 @@ TEST(GpsTime, Mjd) {
     GpsTime(2048, 3 * 86400.0 + 86399.75).GetMjd(day, fraction);
     EXPECT_EQ(day, 58583);  // 7 April 2019 is MJD 58580
     EXPECT_NEAR(fraction, 86399.75 / 86400.0, 1e-12);
+
+    // Times from damaged files give some day, never an undefined conversion
+    // (the sanitizer build checks that).
+    for (double wild : {std::nan(""), 1e300, -1e300}) {
+        GpsTime t;
+        t.week = 2048;
+        t.seconds = wild;
+        t.GetMjd(day, fraction);
+    }
 }
 
 TEST(GpsTimeRange, SetExtendAndMiddle) {
