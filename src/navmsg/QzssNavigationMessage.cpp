@@ -27,6 +27,12 @@ int CQzssNavigationMessage::GetEphemeris(void* record) {
     out.health = bits.health;
     out.antiSpoof = static_cast<int32_t>(bits.antiSpoof);
     out.fitFlag = static_cast<uint16_t>(bits.fitFlag);
+    // A zero semi-major axis is no orbit: its mean motion would be infinite.
+    if (!(out.elements.sqrtA > 0.0)) {
+        errorText = "Subframe 2 square root of semi-major axis is zero";
+        std::memset(&out, 0, sizeof out);
+        return 0;
+    }
     const double a = out.elements.sqrtA * out.elements.sqrtA;
     out.meanMotion = std::sqrt(kGm / (a * a * a)) + out.elements.deltaN;
     out.ura = UraMetres(bits.uraIndex);

@@ -270,3 +270,15 @@ TEST(LnavDecode, QzssAccuracyInMetresByIndex) {
 }
 
 }  // namespace
+
+TEST(LnavDecode, QzssRefusesASubframeSetWithoutAnOrbit) {
+    KeplerElements elements = SampleElements();
+    elements.sqrtA = 0.0;
+    const LnavSubframeSet set = EncodeLnav(elements, {});
+    CQzssNavigationMessage m(0);
+    for (int n = 1; n <= 3; ++n) ASSERT_EQ(m.Store(ubxtest::ToLayout0(set[n - 1]).data()), n);
+    QzssEphemerisRecord r{};
+    EXPECT_EQ(m.GetEphemeris(&r), 0) << "its mean motion would be infinite";
+    EXPECT_EQ(m.ErrorText(), "Subframe 2 square root of semi-major axis is zero");
+    EXPECT_EQ(r.meanMotion, 0.0);
+}
