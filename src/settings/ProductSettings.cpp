@@ -90,7 +90,10 @@ std::string CProductSettings::FindSettingsFile(const std::string& folder) {
     std::string path = JoinPath(base, kSettingsFileName);
     if (!Exists(path)) CreateSettingsFile(path, true);
 
-    if (IsProtectedFolder(FolderOf(path))) {
+    // One test decides for the whole installation: the folder that holds
+    // its settings file. VerifyProgramDir goes by the same answer.
+    protectedInstallation = IsProtectedFolder(FolderOf(path));
+    if (protectedInstallation) {
         // The user cannot write here: the file only points to the settings
         // that are kept elsewhere.
         CXmlDocument pointer;
@@ -189,7 +192,7 @@ void CProductSettings::VerifyProgramDir() {
     programDir = WithTrailingSeparator(programDir);
     // A moved installation in a protected folder repairs the folder that its
     // user settings remember. Elsewhere the stored value is the user's.
-    if (IsProtectedFolder(programDir) && programDir != Get("ProgramDir")) {
+    if (protectedInstallation && programDir != Get("ProgramDir")) {
         Set("ProgramDir", programDir);
         document.Save(FindSettingsFile(programDir));
     }

@@ -81,4 +81,7 @@ private:
     std::string productVersion;
     std::string programDir;
     std::string redirectDir;
+    // Whether the settings file beside the program lies where the user cannot
+    // write; found once by FindSettingsFile.
+    bool protectedInstallation = false;
 };

@@ -273,7 +273,7 @@ TEST_F(SettingsWorld, UnreadableSettingsGiveEmptyAnswers) {
     EXPECT_EQ(ReadText(At("App/lodestar.settings")), "<Products><Product>") << "never overwritten";
 }
 
-TEST_F(SettingsWorld, UnwritableInstallationCountsAsProtected) {
+TEST_F(SettingsWorld, OnlyAnUnwritableSettingsFolderCountsAsProtected) {
     if (geteuid() == 0) GTEST_SKIP() << "every folder is writable for root";
     Host("App/bin");
     WriteText(At("App/resources/Manufact/manufact.utc"), "utc");
@@ -283,4 +283,14 @@ TEST_F(SettingsWorld, UnwritableInstallationCountsAsProtected) {
     EXPECT_FALSE(fs::exists(At("App/lodestar.settings")));
     EXPECT_EQ(settings.GetManufactDir(), UserSettingsFolder("Lodestar") + "/resources/Manufact");
     EXPECT_EQ(ReadText(UserSettingsFolder("Lodestar") + "/resources/Manufact/manufact.utc"), "utc");
+
+    // A read-only bin beside a writable settings folder is no protected
+    // installation: the stored ProgramDir is the user's and stays.
+    Host("Other/bin");
+    const std::string chosen = At("chosen/place/");
+    WriteText(At("Other/lodestar.settings"), SettingsText(Element("ProgramDir", chosen)));
+    fs::permissions(At("Other/bin"), fs::perms::owner_write, fs::perm_options::remove);
+    { const CProductSettings other; }
+    fs::permissions(At("Other/bin"), fs::perms::owner_write, fs::perm_options::add);
+    EXPECT_EQ(StoredValue(At("Other/lodestar.settings"), "ProgramDir"), chosen);
 }
