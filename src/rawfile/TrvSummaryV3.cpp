@@ -1,6 +1,7 @@
 // The summary fields of a version 3 header, rebuilt from the records.
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
 #include <new>
 
 #include "preprocess/DataIntervalAnalyser.h"
@@ -14,6 +15,9 @@ bool CTrvFile::RebuildSummaryV3() {
         SetError("TRV file not opened");
         return false;
     }
+    // The old summary goes first: a rebuild that fails leaves the file's
+    // header as it was, but the image no longer vouches for its counts.
+    memset(headerV3 + kV3EpochCountAt, 0, kV3SummaryEnd - kV3EpochCountAt);
     if (!intervalAnalyser) intervalAnalyser.reset(new (std::nothrow) CDataIntervalAnalyser);
     if (!intervalAnalyser) {
         SetError("Could not read epoch header");
@@ -22,8 +26,7 @@ bool CTrvFile::RebuildSummaryV3() {
     intervalAnalyser->Reset();
     if (fseeko(file, kTrvHeaderSize, SEEK_SET) != 0) return false;
 
-    // Summed in locals and put into the image only at the end, so that a
-    // failure leaves both the image and the file as they were.
+    // Summed in locals and put into the image only at the end.
     uint32_t count = 0;
     double firstTime = 0.0;
     double lastTime = 0.0;

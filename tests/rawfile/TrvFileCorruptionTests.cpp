@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <random>
 
 #include "TrvTestEpochs.h"
@@ -34,24 +35,27 @@ TEST(TrvFileCorruption, ReaderTimeBoundsDifferBetweenFullAndFastReads) {
     const std::string path = dir.File("bounds.trv");
     CTrvFile trv;
     ASSERT_TRUE(trv.Create(path.c_str(), 39, nullptr, "UBLOX2TRV", -1.0, 1.0, nullptr, 3));
-    for (double t : {604799.0, 604800.001, 604800.5, 604799.5}) {
+    for (double t : {604799.0, 604800.001, 604800.5, 604799.5, std::nan("")}) {
         CGnssEpoch e = MakeEpoch(0);
         e.rawRcvTime = t;
         ASSERT_EQ(trv.AppendEpoch(e, false), 0);
     }
     trv.Close();
 
-    // The fast reader behind the index and the summary takes all four; the
-    // full reader refuses 604800.5 silently and reads on after it.
+    // The fast reader behind the index and the summary takes all five; the
+    // full reader refuses 604800.5 silently and reads on after it. A NaN
+    // time is neither below 0 nor beyond the limit, so both take it.
     ASSERT_TRUE(trv.Open(path.c_str(), kTrvRead, false));
-    ASSERT_EQ(trv.EpochCount(), 4);
-    ASSERT_EQ(trv.EpochIndex().size(), 4u);
+    ASSERT_EQ(trv.EpochCount(), 5);
+    ASSERT_EQ(trv.EpochIndex().size(), 5u);
     CGnssEpoch e;
     EXPECT_EQ(trv.ReadEpochAt(1, e), 0);
     EXPECT_EQ(e.rawRcvTime, 604800.001);
     EXPECT_EQ(trv.ReadEpochAt(2, e), 1);
     EXPECT_STREQ(trv.ErrorText(), "");
-    EXPECT_EQ(ReadResults(trv), (std::vector<int>{0, 0, 1, 0}));
+    EXPECT_EQ(ReadResults(trv), (std::vector<int>{0, 0, 1, 0, 0}));
+    ASSERT_EQ(trv.ReadEpochAt(4, e), 0);
+    EXPECT_TRUE(std::isnan(e.rawRcvTime));
 }
 
 TEST(TrvFileCorruption, ChecksumAndUnknownSatellites) {
@@ -132,6 +136,14 @@ TEST(TrvFileCorruption, BrokenHeaderInTheMiddle) {
     trv.Close();
     EXPECT_STREQ(trv.ErrorText(), "Could not read epoch header");
     EXPECT_EQ(ReadBytes(path), bytes);  // the summary is left as it was
+
+    // A summary that must be rebuilt at opening, and cannot be, vouches for
+    // nothing: the count is 0, while the file keeps its old header.
+    memset(bytes.data() + 199, 0, 8);
+    WriteBytes(path, bytes);
+    ASSERT_TRUE(trv.Open(path.c_str(), kTrvRead, false));
+    EXPECT_EQ(trv.EpochCount(), 0);
+    EXPECT_EQ(At<uint32_t>(ReadBytes(path), 159), 6u);
 }
 
 TEST(TrvFileCorruption, WildSummaryNumbersGiveNoTime) {

@@ -55,6 +55,37 @@ TEST(TrvFileV3, FieldsWithoutTheirBitsAndEmptyEpochs) {
     EXPECT_TRUE(read.satelliteList.empty() && !read.HasSatellite(SatelliteId(kGps, 5)) && read.rawRcvTime == 105.0);
 }
 
+TEST(TrvFileV3, AnEpochOfMoreSatellitesThanARecordHoldsIsRefusedWhole) {
+    ubxtest::TempDir dir;
+    const std::string path = dir.File("many.trv");
+    // The first count satellites of GPS, GLONASS, BeiDou and QZSS, one signal each.
+    auto epochOf = [](size_t count) {
+        CGnssEpoch epoch;
+        const std::pair<GnssConstellation, GnssSignalId> systems[] = {
+            {kGps, 0}, {kGlonass, 20}, {kBeiDou, 40}, {kQzss, 80}};
+        for (auto [constellation, signalId] : systems)
+            for (int prn = 1; prn <= HighestPrn(constellation) && epoch.satelliteList.size() < count; ++prn) {
+                CGnssSatellite satellite(SatelliteId(constellation, static_cast<uint16_t>(prn)));
+                CGnssSignal signal;
+                signal.signalId = signalId;
+                signal.flags = kSigPresent;
+                satellite.SetSignal(signal);
+                epoch.SetSatellite(satellite);
+            }
+        return epoch;
+    };
+    CTrvFile trv;
+    ASSERT_TRUE(trv.Create(path.c_str(), 39, nullptr, "UBLOX2TRV", -1.0, 1.0, nullptr, 3));
+    const CGnssEpoch tooMany = epochOf(129);
+    ASSERT_EQ(tooMany.satelliteList.size(), 129u);
+    EXPECT_EQ(trv.AppendEpoch(tooMany, true), 1);
+    EXPECT_STREQ(trv.ErrorText(), "Failed to write epoch to disk");
+    EXPECT_EQ(trv.AppendEpoch(epochOf(128), true), 0) << "128 fit";
+    trv.Close();
+    ASSERT_TRUE(trv.Open(path.c_str(), kTrvRead, false));
+    EXPECT_EQ(trv.EpochCount(), 1);
+}
+
 TEST(TrvFileV3, IndexSeekAndReadAt) {
     ubxtest::TempDir dir;
     const std::string path = dir.File("index.trv");
