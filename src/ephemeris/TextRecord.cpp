@@ -34,19 +34,19 @@ bool CutContent(char* text) {
     return false;
 }
 
-// Index of a record's opening brace: within the first 16 characters, after
-// a word and at least one blank; -1 otherwise.
+// Index of a record's opening brace: the first '{' within the first 16
+// characters, with at least one blank or tab and at least one other
+// character before it, in any order; -1 otherwise. So "GpsEph {" and
+// "A B {" both open a record, "GpsEph{" and " {" do not.
 int FindOpeningBrace(const char* text) {
-    bool word = false, gap = false;
+    bool blank = false, other = false;
     for (int i = 0; i < kBraceSearchWidth && text[i]; ++i) {
         const char c = text[i];
-        if (c == '{') return word && gap ? i : -1;
-        if (c == ' ' || c == '\t') {
-            if (word) gap = true;
-        } else if (!IsBlank(c)) {
-            if (gap) return -1;   // a second word before the brace
-            word = true;
-        }
+        if (c == '{') return blank && other ? i : -1;
+        if (c == ' ' || c == '\t')
+            blank = true;
+        else
+            other = true;
     }
     return -1;
 }

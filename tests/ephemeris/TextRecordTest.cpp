@@ -31,12 +31,16 @@ TEST(TextRecord, FindsRecordsAndSkipsTheRest) {
                       "\t; only a comment\n"
                       "}\n"
                       "too far along the line   { x\n"
+                      "NoBlank{ x\n"
+                      "Two words { Key: 1 }\n"
                       "STcorr { GPUT: 1.5 2.5 3 4 \"a b\" 6 }\n",
                       record, &f));
     EXPECT_STREQ(record.Token(), "GpsIon");
     ASSERT_EQ(record.LineCount(), 1);
     EXPECT_STREQ(record.LineAt(0).key, "Cfa:");
     EXPECT_EQ(record.LineAt(0).valueCount, 4);
+    ASSERT_TRUE(record.Read(f));
+    EXPECT_STREQ(record.Token(), "Two") << "the first word names a record of two words";
     ASSERT_TRUE(record.Read(f));
     EXPECT_STREQ(record.Token(), "STcorr");
     ASSERT_EQ(record.LineCount(), 1);
