@@ -4,6 +4,7 @@
 // marks to the station file as the scanner reports them.
 #include <sys/stat.h>
 
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <memory>
@@ -65,10 +66,24 @@ void CopyPath(char (&to)[kPathSize], const char* from) {
     to[kPathSize - 1] = '\0';
 }
 
-int32_t InputLength(FILE* file) {
+int64_t InputLength(FILE* file) {
     struct stat status;
-    if (fstat(fileno(file), &status) != 0) return 0;
-    return static_cast<int32_t>(status.st_size);
+    if (fstat(fileno(file), &status) != 0 || status.st_size < 0) return 0;
+    return static_cast<int64_t>(status.st_size);
+}
+
+// Bytes are counted in 64 bits, but the host's progress callback takes 32:
+// a log beyond 2 GiB is reported in units of 2, 4, 8 ... bytes, chosen once
+// from its length, so that both numbers fit and done never runs backwards.
+int ProgressShift(int64_t total) {
+    int shift = 0;
+    while ((total >> shift) > INT32_MAX) ++shift;
+    return shift;
+}
+
+int32_t ProgressValue(int64_t bytes, int shift) {
+    const int64_t scaled = bytes >> shift;
+    return scaled > INT32_MAX ? INT32_MAX : static_cast<int32_t>(scaled);
 }
 
 bool BlocksAreValid(const ConvertParams* params, const ConvertCallbacks* callbacks) {
@@ -103,9 +118,14 @@ int32_t ConvertFile(ConvertParams* params, ConvertCallbacks* callbacks) {
     CopyPath(buffers.rawPath, params->outputFile);
     CopyPath(buffers.ephemerisPath, params->outputFile);
     CopyPath(buffers.stationPath, params->outputFile);
-    SetFileExtension(buffers.rawPath, kRawExtension, kPathSize);
-    SetFileExtension(buffers.ephemerisPath, kEphemerisExtension, kPathSize);
-    SetFileExtension(buffers.stationPath, kStationExtension, kPathSize);
+    // A name too long to take an extension whole would give the three files
+    // one cut name, and they would be written over each other.
+    if (!SetFileExtension(buffers.rawPath, kRawExtension, kPathSize) ||
+        !SetFileExtension(buffers.ephemerisPath, kEphemerisExtension, kPathSize) ||
+        !SetFileExtension(buffers.stationPath, kStationExtension, kPathSize)) {
+        SetErrorText("Error: Output file name is too long: %s", params->outputFile);
+        return 1;
+    }
 
     FileHandle input(std::fopen(buffers.inputPath, "rb"));
     if (!input) {
@@ -137,15 +157,17 @@ int32_t ConvertFile(ConvertParams* params, ConvertCallbacks* callbacks) {
     PortCloser portCloser;
     if (OpenPort(FilterMessage, &epoch) != 0) return 1;
     SetPortOptions(&params->options, UBLOX2TRV_OPTIONS_SIZE);
-    const int32_t total = InputLength(input.get());
+    const int64_t length = InputLength(input.get());
+    const int shift = ProgressShift(length);
+    const int32_t total = ProgressValue(length, shift);
 
     int32_t epochs = 0;
     int32_t events = 0;
-    int32_t done = 0;
+    int64_t done = 0;
     while (!std::feof(input.get())) {
         if (abortCount.load(std::memory_order_relaxed) != 0) break;
         const size_t read = std::fread(buffers.readBuffer, 1, kReadBlockSize, input.get());
-        done += static_cast<int32_t>(read);
+        done += static_cast<int64_t>(read);
 
         for (size_t i = 0; i < read;) {
             size_t used = 0;
@@ -168,10 +190,16 @@ int32_t ConvertFile(ConvertParams* params, ConvertCallbacks* callbacks) {
             }
         }
 
-        ReportProgress(done, total);
+        ReportProgress(ProgressValue(done, shift), total);
         if (abortCount.load(std::memory_order_relaxed) != 0) SetErrorText("User Quit");
-        // A read error that is no end of file would otherwise never end.
-        if (std::ferror(input.get())) break;
+        // A read error that is no end of file ends the run here; the files
+        // hold what was read, and the host is told that the log was cut.
+        if (std::ferror(input.get())) {
+            SetErrorText("Error: Unable to read %s beyond byte %lld", buffers.inputPath,
+                         static_cast<long long>(done));
+            FilterMessage(kLevelAlways, kNoMessageTime, errorText);
+            break;
+        }
     }
     ReportProgress(total, total);
 

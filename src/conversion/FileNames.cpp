@@ -26,8 +26,8 @@ void CopyCut(char* out, size_t capacity, const char* from, size_t length) {
 
 }  // namespace
 
-void SetFileExtension(char* path, const char* extension, size_t capacity) {
-    if (path == nullptr || extension == nullptr || path[0] == '\0' || capacity == 0) return;
+bool SetFileExtension(char* path, const char* extension, size_t capacity) {
+    if (path == nullptr || extension == nullptr || path[0] == '\0' || capacity == 0) return true;
 
     size_t blanks = 0;
     while (path[blanks] == ' ' || path[blanks] == '\t') ++blanks;
@@ -39,7 +39,9 @@ void SetFileExtension(char* path, const char* extension, size_t capacity) {
         if (path[i] == '.') at = i;
 
     if (at >= capacity) at = capacity - 1;
-    CopyCut(path + at, capacity - at, extension, std::strlen(extension));
+    const size_t extensionLength = std::strlen(extension);
+    CopyCut(path + at, capacity - at, extension, extensionLength);
+    return at + extensionLength < capacity;
 }
 
 void SplitFilePath(const char* path, char* folder, size_t folderCapacity, char* name, size_t nameCapacity) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <filesystem>
+#include <fstream>
 
 #include "EpochCompare.h"
 #include "conversion/PortArray.h"
@@ -142,6 +143,11 @@ protected:
     void SetPaths(const std::string& input, const std::string& output) {
         params = convtest::MakeParams(dir.File(input), dir.File(output));
     }
+    std::vector<std::string> MessageTexts() const {
+        std::vector<std::string> texts;
+        for (const auto& m : host.messages) texts.push_back(m.second);
+        return texts;
+    }
 
     int Convert(const UbxLog& log) {
         EXPECT_TRUE(log.Save(params.inputFile));
@@ -247,6 +253,14 @@ TEST_F(DriverTest, FailuresBeforeTheRun) {
     EXPECT_NE(Error().find("out.trv"), std::string::npos) << Error();
     EXPECT_EQ(ReadText(dir.File("out.sta")), kStationFirstLine);
     EXPECT_TRUE(host.messages.empty() && host.progress.empty());
+
+    // A name without room for its extensions would give the three files one
+    // cut name: refused before anything is opened.
+    const std::string stem = dir.File("");
+    SetPaths("log.ubx", std::string(sizeof params.outputFile - 2 - stem.size(), 'n'));
+    EXPECT_EQ(ublox2trv::ConvertFile(&params, &callbacks), 1);
+    EXPECT_EQ(Error().rfind("Error: Output file name is too long: " + stem, 0), 0u) << Error();
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir.File("")), {}), 3) << "log, out.sta, out.trv";
     EXPECT_EQ(ublox2trv::DecodeByte(0xB5, nullptr), -1);  // the port is closed again
 }
 
@@ -259,4 +273,30 @@ TEST_F(DriverTest, EventsThatCannotBeWrittenAreReportedAndNotCounted) {
     EXPECT_LT(params.eventsWritten, 200);
     EXPECT_EQ(std::count(host.messages.begin(), host.messages.end(), std::make_pair(-1.0, std::string("Disk full"))),
               200 - params.eventsWritten);
+}
+
+TEST_F(DriverTest, AReadErrorIsReportedWithTheByteReached) {
+    // A folder opens as a stream but cannot be read.
+    SetPaths("folder.ubx", "out.trv");
+    std::filesystem::create_directory(params.inputFile);
+    ASSERT_EQ(ublox2trv::ConvertFile(&params, &callbacks), 0) << Error();
+    EXPECT_EQ(MessageTexts(),
+              std::vector<std::string>{"Error: Unable to read " + dir.File("folder.ubx") + " beyond byte 0"});
+    EXPECT_EQ(params.epochsWritten, 0);
+}
+
+TEST_F(DriverTest, ProgressOfALogBeyond2GiBStaysMonotoneWithin32Bits) {
+    // A sparse file of zeros: nothing in it decodes, but every byte is read.
+    const std::uintmax_t length = (std::uintmax_t{1} << 31) + 4096;
+    {
+        std::ofstream(params.inputFile, std::ios::binary).put('\0');
+    }
+    std::filesystem::resize_file(params.inputFile, length);
+    ASSERT_EQ(ublox2trv::ConvertFile(&params, &callbacks), 0) << Error();
+    const int total = static_cast<int>(length / 2);
+    ASSERT_FALSE(host.progress.empty());
+    EXPECT_EQ(host.progress.back(), std::make_pair(total, total));
+    EXPECT_TRUE(std::is_sorted(host.progress.begin(), host.progress.end()));
+    EXPECT_TRUE(std::all_of(host.progress.begin(), host.progress.end(),
+                            [&](auto p) { return p.first >= 0 && p.first <= total && p.second == total; }));
 }
