@@ -11,6 +11,7 @@ int RunDetect(const Arguments& args);
 int RunInfo(const Arguments& args);
 int RunDump(const Arguments& args);
 int RunOrbit(const Arguments& args);
+int RunSimulate(const Arguments& args);
 // info on an .epp file: its ephemerides by satellite.
 int RunEppInfo(const Arguments& args);
 

@@ -18,7 +18,8 @@ const char kUsage[] =
     "  info FILE.trv              header, summary and epoch count of a raw file\n"
     "  info FILE.epp              ephemerides of an ephemeris file by satellite\n"
     "  dump FILE.trv              epochs of a raw file as text, one signal a line\n"
-    "  orbit FILE.epp SAT TIME    satellite position, velocity and clock at a time\n";
+    "  orbit FILE.epp SAT TIME    satellite position, velocity and clock at a time\n"
+    "  simulate -o LOG.ubx        write a synthetic log (see 'ublox2trv simulate --help')\n";
 
 struct Command {
     const char* name;
@@ -31,6 +32,7 @@ constexpr Command kCommands[] = {
     {"info", RunInfo},
     {"dump", RunDump},
     {"orbit", RunOrbit},
+    {"simulate", RunSimulate},
 };
 
 }  // namespace

@@ -9,7 +9,7 @@
 #include <string>
 
 #include "conversion/Converter.h"
-#include "support/SampleLog.h"
+#include "simulation/SampleLog.h"
 #include "support/TestPaths.h"
 
 namespace fs = std::filesystem;
@@ -24,10 +24,10 @@ const ubxtest::TempDir& Scratch() {
 std::string GeneratedLog(int epochs) {
     std::string path = Scratch().File("generated_" + std::to_string(epochs) + ".ubx");
     if (!fs::exists(path)) {
-        ubxtest::SampleLogOptions options;
+        simulation::SampleLogOptions options;
         options.epochs = epochs;
-        ubxtest::UbxLog log;
-        log.Add(ubxtest::BuildSampleLog(options));
+        simulation::UbxLog log;
+        log.Add(simulation::BuildSampleLog(options));
         log.Save(path);
     }
     return path;

@@ -45,7 +45,7 @@ def main():
         logs = sorted(SHARED_UBX.glob("*.ubx")) if SHARED_UBX.is_dir() else []
         for epochs in (3600, 28800):
             path = tmp / f"generated_{epochs}.ubx"
-            subprocess.run([build / "bin" / "make_sample_log", path, str(epochs)], check=True,
+            subprocess.run([cli, "simulate", "-o", path, "--duration", str(epochs), "--clutter"], check=True,
                            stdout=subprocess.DEVNULL)
             logs.append(path)
 

@@ -3,9 +3,10 @@
 
 #include "conversion/Converter.h"
 #include "support/TestPaths.h"
-#include "support/UbxWriter.h"
+#include "simulation/UbxWriter.h"
 
 using namespace ubxtest;
+using namespace simulation;
 
 TEST(Api, AutoDetectWantsAWholeFrameOfSensibleLength) {
     TempDir dir;

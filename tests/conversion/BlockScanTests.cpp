@@ -6,7 +6,7 @@
 
 #include "PortHarness.h"
 #include "conversion/UbxChecksum.h"
-#include "support/SampleLog.h"
+#include "simulation/SampleLog.h"
 
 namespace convtest {
 namespace {
@@ -22,7 +22,7 @@ class BlockScanTest : public PortTest {
 protected:
     // Blocks of a given size, like the driver's reads, each scanned by
     // DecodeBytes until it is used up; block 0 is the byte-by-byte scan.
-    ScanTrace Scan(const ubxtest::Bytes& log, size_t block) {
+    ScanTrace Scan(const simulation::Bytes& log, size_t block) {
         Reopen();
         ScanTrace trace;
         auto note = [&](size_t at, int r) {
@@ -47,16 +47,16 @@ protected:
 };
 
 // Damaged and nested frames, false syncs, overruns and cut frames.
-ubxtest::Bytes DamagedLog(uint32_t seed) {
-    ubxtest::SampleLogOptions options;
+simulation::Bytes DamagedLog(uint32_t seed) {
+    simulation::SampleLogOptions options;
     options.epochs = 40;
     options.markEvery = 7;
     options.seed = seed;
-    ubxtest::Bytes log = ubxtest::BuildSampleLog(options);
+    simulation::Bytes log = simulation::BuildSampleLog(options);
     std::mt19937 random(seed);
-    ubxtest::Bytes cut = ubxtest::MakeRxmRawx(1.0, 2300, {ubxtest::RawxBlock{}});
+    simulation::Bytes cut = simulation::MakeRxmRawx(1.0, 2300, {simulation::RawxBlock{}});
     cut.resize(cut.size() / 2);  // a frame cut short and the scan left inside it
-    const ubxtest::Bytes huge{0xB5, 0x62, 0x02, 0x13, 0x00, 0x20};  // a length past the frame buffer
+    const simulation::Bytes huge{0xB5, 0x62, 0x02, 0x13, 0x00, 0x20};  // a length past the frame buffer
     for (int i = 0; i < 200; ++i) {
         const auto at = static_cast<long>(random() % log.size());
         switch (random() % 4) {
@@ -71,7 +71,7 @@ ubxtest::Bytes DamagedLog(uint32_t seed) {
 
 TEST_F(BlockScanTest, BlocksGiveTheByteByByteScanOnDamagedLogs) {
     for (uint32_t seed : {1u, 2u, 3u}) {
-        const ubxtest::Bytes log = DamagedLog(seed);
+        const simulation::Bytes log = DamagedLog(seed);
         const ScanTrace expected = Scan(log, 0);
         ASSERT_GT(expected.results.size(), 10u) << expected.epochs.size();
         for (size_t block : {size_t{1}, size_t{7}, size_t{2048}, log.size() + 1})

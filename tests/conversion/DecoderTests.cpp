@@ -5,7 +5,7 @@
 #include "PortHarness.h"
 #include "conversion/HostMessages.h"
 
-using namespace ubxtest;
+using namespace simulation;
 using convtest::Lines;
 using convtest::PortTest;
 

@@ -8,9 +8,10 @@
 #include "EpochCompare.h"
 #include "conversion/PortArray.h"
 #include "support/TestPaths.h"
-#include "support/UbxWriter.h"
+#include "simulation/UbxWriter.h"
 
 using namespace ubxtest;
+using namespace simulation;
 using convtest::ReadText;
 
 namespace {

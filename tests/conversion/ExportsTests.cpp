@@ -3,7 +3,7 @@
 
 #include "EpochCompare.h"
 #include "support/TestPaths.h"
-#include "support/UbxWriter.h"
+#include "simulation/UbxWriter.h"
 
 TEST(Exports, AHostConvertsThroughTheCFunctions) {
     const std::string path = (ubxtest::BinaryDir() / "lib" / "libublox2trv.so").string();
@@ -22,8 +22,8 @@ TEST(Exports, AHostConvertsThroughTheCFunctions) {
     EXPECT_DOUBLE_EQ(version(), 9.002207);
 
     ubxtest::TempDir dir;
-    ubxtest::UbxLog log;
-    ASSERT_TRUE(log.Add(ubxtest::MakeTimTm2(ubxtest::TimeMark{})).Save(dir.File("in.ubx")));
+    simulation::UbxLog log;
+    ASSERT_TRUE(log.Add(simulation::MakeTimTm2(simulation::TimeMark{})).Save(dir.File("in.ubx")));
     ConvertParams params = convtest::MakeParams(dir.File("in.ubx"), dir.File("out.trv"));
     params.options.runChecks = 7;
     defaults(UBLOX2TRV_OPTIONS_SIZE, &params.options);

@@ -21,14 +21,14 @@
 #include "ephemeris/EphemerisQZSS.h"
 #include "ephemeris/EphemerisStore.h"
 #include "navmsg/INavigationMessage.h"
-#include "support/BeiDouEncoders.h"
-#include "support/GalileoEncoders.h"
-#include "support/GlonassEncoders.h"
-#include "support/NavEncoders.h"
+#include "simulation/BeiDouEncoders.h"
+#include "simulation/GalileoEncoders.h"
+#include "simulation/GlonassEncoders.h"
+#include "simulation/NavEncoders.h"
 #include "support/TestPaths.h"
 
 using convtest::PortTest;
-using ubxtest::Bytes;
+using simulation::Bytes;
 using ublox2trv::portArray;
 
 namespace {
@@ -45,7 +45,7 @@ std::vector<uint32_t> NumberedWords(int n, size_t count = 10, uint32_t fourth = 
 }
 
 Bytes Sfrbx(uint8_t gnssId, uint8_t svId, const std::vector<uint32_t>& words, uint8_t freqId = 0) {
-    return ubxtest::MakeRxmSfrbx(gnssId, svId, freqId, words);
+    return simulation::MakeRxmSfrbx(gnssId, svId, freqId, words);
 }
 
 // Field by field, within what the .epp text keeps (8 significant digits
@@ -214,15 +214,15 @@ TEST_F(RouterTest, DetailTextsAreNotBuiltUnlessEveryMessageIsAsked) {
 // GPS and QZSS: subframes to store to file and back
 
 TEST_F(RouterTest, GpsSubframesBecomeAStoredEphemerisThatSurvivesTheFile) {
-    const KeplerElements sent = ubxtest::QuantiseLnav(sample::GpsElements());
-    ubxtest::LnavExtras extras;
+    const KeplerElements sent = simulation::QuantiseLnav(sample::GpsElements());
+    simulation::LnavExtras extras;
     extras.towCount = 57600;
-    const ubxtest::LnavSubframeSet set = ubxtest::EncodeLnav(sent, extras);
+    const simulation::LnavSubframeSet set = simulation::EncodeLnav(sent, extras);
 
     std::vector<int> results;
     for (int round = 0; round < 2; ++round)
-        for (const ubxtest::LnavWords& subframe : set)
-            results.push_back(FeedOne(Sfrbx(kUbxGps, 5, ubxtest::ToSfrbxWords(subframe, 1))));
+        for (const simulation::LnavWords& subframe : set)
+            results.push_back(FeedOne(Sfrbx(kUbxGps, 5, simulation::ToSfrbxWords(subframe, 1))));
     // The second round is a repeat: the store keeps one and still says yes.
     EXPECT_EQ(results, (std::vector<int>{0, 0, 2, 0, 0, 2}));
     const std::vector<std::string> round = {
@@ -254,16 +254,16 @@ TEST_F(RouterTest, QzssSubframesBecomeAStoredEphemeris) {
     record.elements = sample::GpsElements();
     record.elements.sqrtA = 6493.28417206;
     record.elements.e = 0.0750136254448;
-    record.elements = ubxtest::QuantiseLnav(record.elements);
+    record.elements = simulation::QuantiseLnav(record.elements);
     record.health = 0;
     record.antiSpoof = 1;
     record.fitFlag = 1;
-    ubxtest::LnavExtras extras;
+    simulation::LnavExtras extras;
     extras.towCount = 57600;
     extras.uraIndex = 3;
     std::vector<int> results;
-    for (const ubxtest::LnavWords& subframe : ubxtest::EncodeLnav(record, extras))
-        results.push_back(FeedOne(Sfrbx(kUbxQzss, 2, ubxtest::ToSfrbxWords(subframe))));
+    for (const simulation::LnavWords& subframe : simulation::EncodeLnav(record, extras))
+        results.push_back(FeedOne(Sfrbx(kUbxQzss, 2, simulation::ToSfrbxWords(subframe))));
     EXPECT_EQ(results, (std::vector<int>{0, 0, 2}));
     ASSERT_EQ(Store().GetRecords({kQzss, 2}).size(), 1u);
     const QzssEphemerisRecord& decoded =
@@ -286,10 +286,10 @@ const auto& OnlyRecord(const CEphemerisStore& store, const SatelliteId& satellit
 }
 
 TEST_F(RouterTest, BeiDouSubframesBecomeAStoredEphemerisThatSurvivesTheFile) {
-    const BdsEphemerisRecord sent = ubxtest::QuantiseBdsD1(sample::BeiDouMeo());
+    const BdsEphemerisRecord sent = simulation::QuantiseBdsD1(sample::BeiDouMeo());
     std::vector<int> results;
-    for (const ubxtest::BdsD1Subframe& subframe : ubxtest::EncodeBdsD1(sent, 345600))
-        results.push_back(FeedOne(Sfrbx(kUbxBeiDou, 23, ubxtest::ToSfrbxWords(subframe))));
+    for (const simulation::BdsD1Subframe& subframe : simulation::EncodeBdsD1(sent, 345600))
+        results.push_back(FeedOne(Sfrbx(kUbxBeiDou, 23, simulation::ToSfrbxWords(subframe))));
     EXPECT_EQ(results, (std::vector<int>{0, 0, 2}));
     EXPECT_EQ(Details().back(), "RXM-SFRBX: C23 - Successfully saved ephemeride");
     EXPECT_EQ(OnlyRecord<GNSS::CEphemerisBDS>(Store(), {kBeiDou, 23}).prn, 23);
@@ -303,12 +303,12 @@ TEST_F(RouterTest, BeiDouSubframesBecomeAStoredEphemerisThatSurvivesTheFile) {
 }
 
 TEST_F(RouterTest, GalileoWordsBecomeAStoredEphemerisThatSurvivesTheFile) {
-    const GalEphemerisRecord sent = ubxtest::QuantiseGalINav(sample::Galileo());
-    ubxtest::GalINavExtras extras;
+    const GalEphemerisRecord sent = simulation::QuantiseGalINav(sample::Galileo());
+    simulation::GalINavExtras extras;
     extras.tow = 345620;
     std::vector<int> results;
-    for (const ubxtest::GalINavWord& word : ubxtest::EncodeGalINav(sent, extras))
-        results.push_back(FeedOne(Sfrbx(kUbxGalileo, 11, ubxtest::ToGalPagePair(word))));
+    for (const simulation::GalINavWord& word : simulation::EncodeGalINav(sent, extras))
+        results.push_back(FeedOne(Sfrbx(kUbxGalileo, 11, simulation::ToGalPagePair(word))));
     EXPECT_EQ(results, (std::vector<int>{0, 0, 0, 0, 0, 2}));
     EXPECT_EQ(Details().back(), "RXM-SFRBX: E11 - Successfully saved ephemeride");
     const GalEphemerisRecord& held = OnlyRecord<GNSS::CEphemerisGAL>(Store(), {kGalileo, 11});
@@ -325,22 +325,22 @@ TEST_F(RouterTest, GalileoWordsBecomeAStoredEphemerisThatSurvivesTheFile) {
 TEST_F(RouterTest, GlonassStringsTakeTheirGpsTimeFromTheGpsEphemerides) {
     // A GPS ephemeris gives GLONASS its week: toe 345600 of week 2300 is
     // Thursday 00:00 GPS, 02:59:42 Moscow time with 18 leap seconds.
-    const ubxtest::LnavSubframeSet gps = ubxtest::EncodeLnav(ubxtest::QuantiseLnav(sample::GpsElements()), {});
-    for (const ubxtest::LnavWords& subframe : gps) FeedOne(Sfrbx(kUbxGps, 5, ubxtest::ToSfrbxWords(subframe)));
+    const simulation::LnavSubframeSet gps = simulation::EncodeLnav(simulation::QuantiseLnav(sample::GpsElements()), {});
+    for (const simulation::LnavWords& subframe : gps) FeedOne(Sfrbx(kUbxGps, 5, simulation::ToSfrbxWords(subframe)));
 
     GloEphemerisRecord in = sample::Glonass();
     in.tb = 3 * 3600;
     in.tk = in.tb - 900;
-    const GloEphemerisRecord sent = ubxtest::QuantiseGlonass(in);
-    ubxtest::GlonassExtras extras;
+    const GloEphemerisRecord sent = simulation::QuantiseGlonass(in);
+    simulation::GlonassExtras extras;
     extras.tauC = -3.0 / (1 << 27);   // on the grid of the time offset field
     extras.NA = 1131;
-    const ubxtest::GlonassFrame frame = ubxtest::EncodeGlonass(sent, extras);
+    const simulation::GlonassFrame frame = simulation::EncodeGlonass(sent, extras);
     std::vector<int> results;
     // String 5 first: its time offset is read although it is no part of
     // the ephemeris, and the set completes with string 4.
     for (int n : {4, 0, 1, 2, 3})
-        results.push_back(FeedOne(Sfrbx(kUbxGlonass, 9, ubxtest::ToGlonassSfrbxWords(frame[n], 12, 3), 5)));
+        results.push_back(FeedOne(Sfrbx(kUbxGlonass, 9, simulation::ToGlonassSfrbxWords(frame[n], 12, 3), 5)));
     EXPECT_EQ(results, (std::vector<int>{0, 0, 0, 0, 2}));
     EXPECT_EQ(Details().back(), "RXM-SFRBX: R09 - Successfully saved ephemeride");
     ASSERT_EQ(Store().GlonassOffsets().size(), 1u);
@@ -373,9 +373,9 @@ TEST_F(RouterTest, AlmanacSubframeLogsAStoreFailureWithTheLastWords) {
     // Subframes 4 and 5 are passed over by the assembler, and the router
     // takes any number above the count as a failure; the words are those
     // of the assembler's last refusal, none yet.
-    EXPECT_EQ(FeedOne(Sfrbx(kUbxGps, 7, ubxtest::ToSfrbxWords(ubxtest::EncodeAlmanacStub(4, 100, 57)))), 0);
+    EXPECT_EQ(FeedOne(Sfrbx(kUbxGps, 7, simulation::ToSfrbxWords(simulation::EncodeAlmanacStub(4, 100, 57)))), 0);
     EXPECT_EQ(FeedOne(Sfrbx(kUbxGps, 7, NumberedWords(1))), 0);
-    EXPECT_EQ(FeedOne(Sfrbx(kUbxGps, 7, ubxtest::ToSfrbxWords(ubxtest::EncodeAlmanacStub(5, 101, 51)))), 0);
+    EXPECT_EQ(FeedOne(Sfrbx(kUbxGps, 7, simulation::ToSfrbxWords(simulation::EncodeAlmanacStub(5, 101, 51)))), 0);
     EXPECT_EQ(Details(), (std::vector<std::string>{
                              "RXM-SFRBX: G07 - Failed to store subframe. ",
                              "RXM-SFRBX: G07 - Failed to store subframe. Invalid preamble from input buffer",
@@ -383,11 +383,11 @@ TEST_F(RouterTest, AlmanacSubframeLogsAStoreFailureWithTheLastWords) {
 }
 
 TEST_F(RouterTest, RxmEphGoesIntoTheStore) {
-    const KeplerElements sent = ubxtest::QuantiseLnav(sample::GpsElements());
-    ubxtest::LnavExtras extras;
+    const KeplerElements sent = simulation::QuantiseLnav(sample::GpsElements());
+    simulation::LnavExtras extras;
     extras.towCount = 57600;
-    const ubxtest::LnavSubframeSet set = ubxtest::EncodeLnav(sent, extras);
-    EXPECT_EQ(FeedOne(ubxtest::MakeRxmEph(9, ubxtest::HowData(set), ubxtest::EphemerisWords(set))), 2);
+    const simulation::LnavSubframeSet set = simulation::EncodeLnav(sent, extras);
+    EXPECT_EQ(FeedOne(simulation::MakeRxmEph(9, simulation::HowData(set), simulation::EphemerisWords(set))), 2);
     ASSERT_EQ(Store().GetRecords({kGps, 9}).size(), 1u);
     ExpectSameElements(static_cast<const GNSS::CEphemerisGPS*>(Store().GetRecords({kGps, 9})[0])->Record().elements,
                        sent);

@@ -8,7 +8,7 @@
 
 #include "conversion/PortArray.h"
 #include "rawfile/GnssEpoch.h"
-#include "support/UbxWriter.h"
+#include "simulation/UbxWriter.h"
 
 namespace convtest {
 
@@ -35,7 +35,7 @@ protected:
     }
 
     // The non-zero results of the bytes, as (byte index, result).
-    std::vector<std::pair<size_t, int>> Feed(const ubxtest::Bytes& bytes) {
+    std::vector<std::pair<size_t, int>> Feed(const simulation::Bytes& bytes) {
         std::vector<std::pair<size_t, int>> results;
         for (size_t i = 0; i < bytes.size(); ++i)
             if (int r = ublox2trv::DecodeByte(bytes[i], &record)) results.emplace_back(i, r);
@@ -43,7 +43,7 @@ protected:
     }
 
     // The single non-zero result of the bytes, or 0 when none.
-    int FeedOne(const ubxtest::Bytes& bytes) {
+    int FeedOne(const simulation::Bytes& bytes) {
         auto results = Feed(bytes);
         EXPECT_LE(results.size(), 1u);
         return results.empty() ? 0 : results.back().second;

@@ -8,10 +8,10 @@
 #include "PortHarness.h"
 #include "conversion/RxmEphDecoder.h"
 #include "ephemeris/EphemerisStore.h"
-#include "support/NavEncoders.h"
+#include "simulation/NavEncoders.h"
 #include "timebase/GpsTime.h"
 
-using namespace ubxtest;
+using namespace simulation;
 using convtest::PortTest;
 
 namespace {

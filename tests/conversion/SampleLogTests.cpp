@@ -8,7 +8,7 @@
 #include "ConvbinOracle.h"
 #include "ephemeris/EphemerisFile.h"
 #include "ephemeris/EphemerisStore.h"
-#include "support/SampleLog.h"
+#include "simulation/SampleLog.h"
 #include "support/TestPaths.h"
 
 namespace {
@@ -26,11 +26,11 @@ constexpr double kGlonassTolerance = 2.0;
 }  // namespace
 
 TEST(SampleLog, EphemeridesOfEveryConstellationPutTheSatellitesWhereTheSampleHadThem) {
-    ubxtest::SampleLogOptions options;
+    simulation::SampleLogOptions options;
     options.epochs = kEpochs;
     ubxtest::TempDir dir;
-    ubxtest::UbxLog log;
-    log.Add(ubxtest::BuildSampleLog(options));
+    simulation::UbxLog log;
+    log.Add(simulation::BuildSampleLog(options));
     ASSERT_TRUE(log.Save(dir.File("sample.ubx")));
     ASSERT_TRUE(convbintest::RunOurs(dir.File("sample.ubx"), dir.File("sample.trv")));
 
@@ -50,7 +50,7 @@ TEST(SampleLog, EphemeridesOfEveryConstellationPutTheSatellitesWhereTheSampleHad
             ASSERT_TRUE(record.ComputePositionVelocity(reception, 0.0, position, velocity));
             const double clock = record.ComputeClockBias(reception);
             double truth[3];
-            ASSERT_TRUE(ubxtest::SampleSatellitePosition(kUbxIds[c], prn, reception.seconds, truth));
+            ASSERT_TRUE(simulation::SampleSatellitePosition(kUbxIds[c], prn, reception.seconds, truth));
             const double d = std::hypot(position[0] - truth[0], position[1] - truth[1], position[2] - truth[2]);
             worst = std::max(worst, d);
             EXPECT_NEAR(clock, 0.0, 1e-3) << satellite.constellation << " " << prn;

@@ -4,7 +4,7 @@
 #include "conversion/HostMessages.h"
 #include "conversion/UbxChecksum.h"
 
-using namespace ubxtest;
+using namespace simulation;
 using convtest::Lines;
 using convtest::PortTest;
 

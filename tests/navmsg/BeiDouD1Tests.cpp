@@ -14,12 +14,12 @@
 
 #include "NavOracle.h"
 #include "navmsg/BeiDouD1NavigationMessage.h"
-#include "support/BeiDouEncoders.h"
-#include "support/NavEncoders.h"
+#include "simulation/BeiDouEncoders.h"
+#include "simulation/NavEncoders.h"
 
-using ubxtest::BdsD1Subframe;
-using ubxtest::BdsD1SubframeSet;
-using ubxtest::EncodeBdsD1;
+using simulation::BdsD1Subframe;
+using simulation::BdsD1SubframeSet;
+using simulation::EncodeBdsD1;
 
 namespace {
 
@@ -72,7 +72,7 @@ BdsEphemerisRecord ExtremeRecord(int sign) {
     r.tgd2 = big;
     k.IODC = k.IODE = sign > 0 ? 31 : 0;
     r.urai = sign > 0 ? 14 : 0;
-    return ubxtest::QuantiseBdsD1(r);
+    return simulation::QuantiseBdsD1(r);
 }
 
 constexpr double KeplerElements::*kDoubles[] = {
@@ -100,13 +100,13 @@ void ExpectSameRecord(const BdsEphemerisRecord& a, const BdsEphemerisRecord& b) 
 
 // The input buffer of an assembler of the given layout; layout 1 with the
 // spare bits above each word set, as a receiver may leave them.
-ubxtest::Bytes Input(const BdsD1Subframe& sf, int layout, uint32_t spareBits = 3) {
-    return layout == 0 ? ubxtest::ToLayout0(sf) : ubxtest::ToLayout1(sf, spareBits);
+simulation::Bytes Input(const BdsD1Subframe& sf, int layout, uint32_t spareBits = 3) {
+    return layout == 0 ? simulation::ToLayout0(sf) : simulation::ToLayout1(sf, spareBits);
 }
 
 BdsD1Subframe WithSow(BdsD1Subframe sf, uint32_t sow) {
-    ubxtest::SetBdsD1Field(sf, 18, 8, sow >> 12);
-    ubxtest::SetBdsD1Field(sf, 30, 12, sow & 0xFFF);
+    simulation::SetBdsD1Field(sf, 18, 8, sow >> 12);
+    simulation::SetBdsD1Field(sf, 30, 12, sow & 0xFFF);
     return sf;
 }
 
@@ -139,7 +139,7 @@ TEST_P(BdsLayoutTest, RoundTripGivesTheQuantisedRecord) {
         BdsEphemerisRecord r;
         std::memset(&r, 0xA5, sizeof r);
         ASSERT_EQ(m.GetEphemeris(&r), 1) << m.ErrorText();
-        ExpectSameRecord(r, ubxtest::QuantiseBdsD1(records[i]));
+        ExpectSameRecord(r, simulation::QuantiseBdsD1(records[i]));
         // Asked again without a new subframe: the same record.
         BdsEphemerisRecord again{};
         ASSERT_EQ(m.GetEphemeris(&again), 1);
@@ -161,12 +161,12 @@ BdsD1Subframe Make(const Piece& p) {
     BdsD1Subframe sf;
     if (p.subframe >= 100) {
         sf = set[0];
-        ubxtest::SetBdsD1Field(sf, 15, 3, static_cast<uint32_t>(p.subframe - 100));
+        simulation::SetBdsD1Field(sf, 15, 3, static_cast<uint32_t>(p.subframe - 100));
     } else if (p.subframe == kBadPreamble) {
         sf = set[0];
-        ubxtest::SetBdsD1Field(sf, 0, 11, 0x713);
+        simulation::SetBdsD1Field(sf, 0, 11, 0x713);
     } else if (p.subframe > 3) {
-        sf = ubxtest::EncodeBdsD1Page(p.subframe, p.sow, 1);
+        sf = simulation::EncodeBdsD1Page(p.subframe, p.sow, 1);
     } else {
         sf = set[p.subframe - 1];
     }
@@ -285,7 +285,7 @@ TEST(BdsDecode, AccuracyInMetresByIndex) {
         in.urai = index;
         const BdsD1SubframeSet set = EncodeBdsD1(in, 0);
         CBeiDouD1NavigationMessage m(0);
-        for (int n = 1; n <= 3; ++n) ASSERT_EQ(m.Store(ubxtest::ToLayout0(set[n - 1]).data()), n);
+        for (int n = 1; n <= 3; ++n) ASSERT_EQ(m.Store(simulation::ToLayout0(set[n - 1]).data()), n);
         BdsEphemerisRecord r{};
         ASSERT_EQ(m.GetEphemeris(&r), 1);
         EXPECT_EQ(r.urai, index);
@@ -301,12 +301,12 @@ TEST(BdsDecode, MissingSubframesAndReset) {
         EXPECT_FALSE(m.IsComplete());
         EXPECT_EQ(m.GetEphemeris(&r), 0);
         EXPECT_EQ(m.ErrorText(), "Subframe " + std::to_string(n) + " has not been loaded");
-        ASSERT_EQ(m.Store(ubxtest::ToLayout0(set[n - 1]).data()), n);
+        ASSERT_EQ(m.Store(simulation::ToLayout0(set[n - 1]).data()), n);
     }
     EXPECT_EQ(m.GetEphemeris(&r), 1);
     m.Reset();
     EXPECT_FALSE(m.IsComplete());
-    EXPECT_EQ(m.Store(ubxtest::ToLayout0(set[1]).data()), -3);
+    EXPECT_EQ(m.Store(simulation::ToLayout0(set[1]).data()), -3);
     EXPECT_EQ(m.GetEphemeris(&r), 0);
     EXPECT_EQ(m.ErrorText(), "Subframe 1 has not been loaded");
 }
@@ -338,7 +338,7 @@ TEST(BdsParity, EveryEncodedWordIsACodeword) {
     for (const BdsEphemerisRecord& r : {SampleRecord(), ExtremeRecord(1), ExtremeRecord(-1)}) {
         for (const BdsD1Subframe& sf : EncodeBdsD1(r, 345606)) {
             EXPECT_EQ(sf[0] >> 19, 0x712u);
-            for (int w = 0; w < ubxtest::kBdsWordsPerSubframe; ++w) {
+            for (int w = 0; w < simulation::kBdsWordsPerSubframe; ++w) {
                 EXPECT_LT(sf[w], 1u << 30);
                 EXPECT_TRUE(WordParityHolds(sf[w], w)) << "word " << w + 1;
                 ++words;
@@ -365,7 +365,7 @@ TEST(BdsParity, AgreesWithRealReceiverWords) {
         for (int w = 0; w < 10; ++w) EXPECT_TRUE(WordParityHolds(sf[w], w)) << "subframe " << subframes << " word " << w;
         BdsD1Subframe rebuilt = sf;
         for (int w = 0; w < 10; ++w) rebuilt[w] &= w == 0 ? ~0xFu : ~0xFFu;
-        ubxtest::SetBdsD1Field(rebuilt, 0, 11, ubxtest::GetBdsD1Field(rebuilt, 0, 11));
+        simulation::SetBdsD1Field(rebuilt, 0, 11, simulation::GetBdsD1Field(rebuilt, 0, 11));
         EXPECT_EQ(rebuilt, sf) << "subframe " << subframes;
         ++subframes;
     }
@@ -397,16 +397,16 @@ TEST(BdsOracle, ConvbinReadsTheSameEphemeris) {
     const BdsD1SubframeSet set = EncodeBdsD1(in, sow);
 
     // BeiDou time runs 14 s behind GPS time, its week 1356 behind.
-    ubxtest::RawxBlock block;
+    simulation::RawxBlock block;
     block.gnssId = 3;
     block.svId = 12;
     block.prMes = 2.2e7;
     block.cpMes = 1.1e8;
     const uint16_t gpsWeek = static_cast<uint16_t>(in.elements.week + 1356);
-    ubxtest::UbxLog log;
-    log.Add(ubxtest::MakeRxmRawx(sow + 14.0, gpsWeek, {block}));
-    for (const BdsD1Subframe& sf : set) log.Add(ubxtest::MakeRxmSfrbx(3, 12, 0, ubxtest::ToSfrbxWords(sf, 1)));
-    log.Add(ubxtest::MakeRxmRawx(sow + 14.0 + 30.0, gpsWeek, {block}));
+    simulation::UbxLog log;
+    log.Add(simulation::MakeRxmRawx(sow + 14.0, gpsWeek, {block}));
+    for (const BdsD1Subframe& sf : set) log.Add(simulation::MakeRxmSfrbx(3, 12, 0, simulation::ToSfrbxWords(sf, 1)));
+    log.Add(simulation::MakeRxmRawx(sow + 14.0 + 30.0, gpsWeek, {block}));
     ASSERT_TRUE(log.Save(dir.File("oracle.ubx")));
     const std::string nav = navtest::RunConvbin(dir.File("oracle.ubx"), dir);
     ASSERT_FALSE(nav.empty());
@@ -414,7 +414,7 @@ TEST(BdsOracle, ConvbinReadsTheSameEphemeris) {
     ASSERT_EQ(records.size(), 1u);
 
     CBeiDouD1NavigationMessage m(1);
-    for (int n = 1; n <= 3; ++n) ASSERT_EQ(m.Store(ubxtest::ToLayout1(set[n - 1], 1).data()), n);
+    for (int n = 1; n <= 3; ++n) ASSERT_EQ(m.Store(simulation::ToLayout1(set[n - 1], 1).data()), n);
     BdsEphemerisRecord r{};
     ASSERT_EQ(m.GetEphemeris(&r), 1) << m.ErrorText();
     ExpectAsConvbin(records[0], r);

@@ -13,11 +13,11 @@
 
 #include "NavOracle.h"
 #include "navmsg/GalileoINavNavigationMessage.h"
-#include "support/GalileoEncoders.h"
-#include "support/NavEncoders.h"
+#include "simulation/GalileoEncoders.h"
+#include "simulation/NavEncoders.h"
 
-using ubxtest::GalINavWord;
-using ubxtest::GalINavWordSet;
+using simulation::GalINavWord;
+using simulation::GalINavWordSet;
 
 namespace {
 
@@ -73,7 +73,7 @@ GalEphemerisRecord ExtremeRecord(int sign) {
     const uint8_t flag = sign > 0 ? 3 : 0;
     r.e5bHealth = r.e1bHealth = flag;
     r.e5bDataValidity = r.e1bDataValidity = flag & 1;
-    return ubxtest::QuantiseGalINav(r);
+    return simulation::QuantiseGalINav(r);
 }
 
 constexpr double KeplerElements::*kDoubles[] = {
@@ -112,10 +112,10 @@ void ExpectSameRecord(const GalEphemerisRecord& a, const GalEphemerisRecord& b) 
 
 // Layout 1 with reserved, SAR and padding bits set, so that a copy that
 // strays out of the data bits shows.
-const ubxtest::GalPagePairOptions kBusyPage = {0xDEADBEEF, 0x2AAAAA, 3, 0x5C, 0xFF, false};
+const simulation::GalPagePairOptions kBusyPage = {0xDEADBEEF, 0x2AAAAA, 3, 0x5C, 0xFF, false};
 
-ubxtest::Bytes Input(const GalINavWord& word, int layout) {
-    return layout == 0 ? ubxtest::ToGalLayout0(word) : ubxtest::ToGalLayout1(word, kBusyPage);
+simulation::Bytes Input(const GalINavWord& word, int layout) {
+    return layout == 0 ? simulation::ToGalLayout0(word) : simulation::ToGalLayout1(word, kBusyPage);
 }
 
 class GalLayoutTest : public ::testing::TestWithParam<int> {};
@@ -127,10 +127,10 @@ TEST_P(GalLayoutTest, RoundTripGivesTheQuantisedRecord) {
     const GalEphemerisRecord records[] = {SampleRecord(), ExtremeRecord(1), ExtremeRecord(-1)};
     for (size_t i = 0; i < std::size(records); ++i) {
         SCOPED_TRACE(i);
-        ubxtest::GalINavExtras extras;
+        simulation::GalINavExtras extras;
         extras.tow = 345620;
         extras.fill = i == 0 ? 0 : 0x12345u + static_cast<uint32_t>(i);
-        const GalINavWordSet set = ubxtest::EncodeGalINav(records[i], extras);
+        const GalINavWordSet set = simulation::EncodeGalINav(records[i], extras);
         CGalileoINavE1bNavigationMessage m(GetParam());
         for (int t = 1; t <= 6; ++t) ASSERT_EQ(m.Store(Input(set[t - 1], GetParam()).data()), t) << m.ErrorText();
         EXPECT_EQ(m.GetLastStored(), 6);
@@ -138,7 +138,7 @@ TEST_P(GalLayoutTest, RoundTripGivesTheQuantisedRecord) {
         GalEphemerisRecord r;
         std::memset(&r, 0xA5, sizeof r);
         ASSERT_EQ(m.GetEphemeris(&r), 1) << m.ErrorText();
-        ExpectSameRecord(r, ubxtest::QuantiseGalINav(records[i]));
+        ExpectSameRecord(r, simulation::QuantiseGalINav(records[i]));
     }
 }
 
@@ -157,12 +157,12 @@ GalINavWord Step(int step) {
     GalEphemerisRecord b = SampleRecord();
     b.elements.IODC = b.elements.IODE = 98;
     switch (step) {
-        case kType0: return ubxtest::EncodeGalINavWord0(1276, 345600);
-        case kType11: return ubxtest::EncodeGalINavStub(11);
-        case kType63: return ubxtest::EncodeGalINavStub(63);
-        case kType7: return ubxtest::EncodeGalINavStub(7);
-        case kType10: return ubxtest::EncodeGalINavStub(10);
-        default: return ubxtest::EncodeGalINav(step / 10 == 1 ? SampleRecord() : b)[step % 10 - 1];
+        case kType0: return simulation::EncodeGalINavWord0(1276, 345600);
+        case kType11: return simulation::EncodeGalINavStub(11);
+        case kType63: return simulation::EncodeGalINavStub(63);
+        case kType7: return simulation::EncodeGalINavStub(7);
+        case kType10: return simulation::EncodeGalINavStub(10);
+        default: return simulation::EncodeGalINav(step / 10 == 1 ? SampleRecord() : b)[step % 10 - 1];
     }
 }
 
@@ -230,29 +230,29 @@ TEST(GalDecode, NewFirstWordKeepsTheSetComplete) {
     b.elements.toe = 352800;
     CGalileoINavE1bNavigationMessage m(0);
     for (int t = 1; t <= 6; ++t) ASSERT_EQ(m.Store(Input(Step(10 + t), 0).data()), t);
-    ASSERT_EQ(m.Store(ubxtest::ToGalLayout0(ubxtest::EncodeGalINav(b)[0]).data()), 1);
+    ASSERT_EQ(m.Store(simulation::ToGalLayout0(simulation::EncodeGalINav(b)[0]).data()), 1);
     EXPECT_TRUE(m.IsComplete());
     GalEphemerisRecord r{};
     ASSERT_EQ(m.GetEphemeris(&r), 1);
     EXPECT_EQ(r.elements.IODE, 98);
     EXPECT_EQ(r.elements.toe, 352800);
-    EXPECT_EQ(r.elements.Cuc, ubxtest::QuantiseGalINav(SampleRecord()).elements.Cuc);
+    EXPECT_EQ(r.elements.Cuc, simulation::QuantiseGalINav(SampleRecord()).elements.Cuc);
 }
 
 TEST(GalDecode, MissingWordsAndReset) {
-    const GalINavWordSet set = ubxtest::EncodeGalINav(SampleRecord());
+    const GalINavWordSet set = simulation::EncodeGalINav(SampleRecord());
     CGalileoINavE1bNavigationMessage m(0);
     GalEphemerisRecord r{};
     for (int t = 1; t <= 6; ++t) {
         EXPECT_FALSE(m.IsComplete());
         EXPECT_EQ(m.GetEphemeris(&r), 0);
         EXPECT_EQ(m.ErrorText(), "Word " + std::to_string(t) + " has not been loaded");
-        ASSERT_EQ(m.Store(ubxtest::ToGalLayout0(set[t - 1]).data()), t);
+        ASSERT_EQ(m.Store(simulation::ToGalLayout0(set[t - 1]).data()), t);
     }
     EXPECT_EQ(m.GetEphemeris(&r), 1);
     m.Reset();
     EXPECT_FALSE(m.IsComplete());
-    EXPECT_EQ(m.Store(ubxtest::ToGalLayout0(set[4]).data()), -2);
+    EXPECT_EQ(m.Store(simulation::ToGalLayout0(set[4]).data()), -2);
     EXPECT_EQ(m.GetEphemeris(&r), 0);
     EXPECT_EQ(m.ErrorText(), "Word 1 has not been loaded");
 }
@@ -276,21 +276,21 @@ bool PagePairCrcHolds(const std::vector<uint32_t>& words) {
 
 TEST(GalPages, EveryEncodedPagePairHasItsCrcTailsAndParts) {
     std::vector<GalINavWord> words;
-    for (const GalINavWord& w : ubxtest::EncodeGalINav(SampleRecord(), {345620, 7})) words.push_back(w);
-    for (const GalINavWord& w : ubxtest::EncodeGalINav(ExtremeRecord(1))) words.push_back(w);
-    words.push_back(ubxtest::EncodeGalINavWord0(1276, 345600));
+    for (const GalINavWord& w : simulation::EncodeGalINav(SampleRecord(), {345620, 7})) words.push_back(w);
+    for (const GalINavWord& w : simulation::EncodeGalINav(ExtremeRecord(1))) words.push_back(w);
+    words.push_back(simulation::EncodeGalINavWord0(1276, 345600));
     for (const GalINavWord& w : words) {
-        for (const auto& options : {ubxtest::GalPagePairOptions{}, kBusyPage}) {
-            const std::vector<uint32_t> pair = ubxtest::ToGalPagePair(w, options);
+        for (const auto& options : {simulation::GalPagePairOptions{}, kBusyPage}) {
+            const std::vector<uint32_t> pair = simulation::ToGalPagePair(w, options);
             ASSERT_EQ(pair.size(), 8u);
             EXPECT_TRUE(PagePairCrcHolds(pair));
             EXPECT_EQ(pair[0] >> 30, 0u);      // even part, nominal page
             EXPECT_EQ(pair[4] >> 30, 2u);      // odd part, nominal page
             EXPECT_EQ((pair[3] >> 8) & 0x3F, 0u);  // even tail
             EXPECT_EQ((pair[7] >> 8) & 0x3F, 0u);  // odd tail
-            ubxtest::GalPagePairOptions broken = options;
+            simulation::GalPagePairOptions broken = options;
             broken.corruptCrc = true;
-            EXPECT_FALSE(PagePairCrcHolds(ubxtest::ToGalPagePair(w, broken)));
+            EXPECT_FALSE(PagePairCrcHolds(simulation::ToGalPagePair(w, broken)));
         }
     }
 }
@@ -310,13 +310,13 @@ TEST(GalPages, AgreeWithRealReceiverPages) {
         GalINavWord w{};
         for (int i = 0; i < 14; ++i) w[i] = static_cast<uint8_t>(field(2 + 8 * i, 8));
         for (int i = 0; i < 2; ++i) w[14 + i] = static_cast<uint8_t>(field(130 + 8 * i, 8));
-        ubxtest::GalPagePairOptions o;
+        simulation::GalPagePairOptions o;
         o.reserved1 = field(154, 32);
         o.sar = field(186, 22);
         o.spare = static_cast<uint8_t>(field(208, 2));
         o.reserved2 = static_cast<uint8_t>(field(234, 8));
         if (field(146, 8) != 0) continue;  // the top of the reserved field is not modelled
-        EXPECT_EQ(ubxtest::ToGalPagePair(w, o), r.words) << "pair " << pairs;
+        EXPECT_EQ(simulation::ToGalPagePair(w, o), r.words) << "pair " << pairs;
         ++pairs;
     }
     EXPECT_GT(pairs, 100);
@@ -346,26 +346,26 @@ TEST(GalOracle, ConvbinReadsTheSameEphemeris) {
     GalEphemerisRecord in = SampleRecord();
     in.e1bDataValidity = 0;
     const uint32_t tow = 345610;
-    const GalINavWordSet set = ubxtest::EncodeGalINav(in, {tow, 0});
+    const GalINavWordSet set = simulation::EncodeGalINav(in, {tow, 0});
 
-    ubxtest::RawxBlock block;
+    simulation::RawxBlock block;
     block.gnssId = 2;
     block.svId = 11;
     block.prMes = 2.4e7;
     block.cpMes = 1.2e8;
     const uint16_t gpsWeek = static_cast<uint16_t>(in.elements.week + 1024);
-    ubxtest::UbxLog log;
-    log.Add(ubxtest::MakeRxmRawx(tow, gpsWeek, {block}));
+    simulation::UbxLog log;
+    log.Add(simulation::MakeRxmRawx(tow, gpsWeek, {block}));
     // RTKLIB takes Galileo pages only in the nine-word records of the newer
     // receivers, which add one word after the page pair.
     auto record = [](const GalINavWord& w) {
-        std::vector<uint32_t> words = ubxtest::ToGalPagePair(w);
+        std::vector<uint32_t> words = simulation::ToGalPagePair(w);
         words.push_back(0);
-        return ubxtest::MakeRxmSfrbx(2, 11, 0, words);
+        return simulation::MakeRxmSfrbx(2, 11, 0, words);
     };
-    log.Add(record(ubxtest::EncodeGalINavWord0(in.elements.week, tow)));
+    log.Add(record(simulation::EncodeGalINavWord0(in.elements.week, tow)));
     for (const GalINavWord& w : set) log.Add(record(w));
-    log.Add(ubxtest::MakeRxmRawx(tow + 30.0, gpsWeek, {block}));
+    log.Add(simulation::MakeRxmRawx(tow + 30.0, gpsWeek, {block}));
     ASSERT_TRUE(log.Save(dir.File("oracle.ubx")));
     const std::string nav = navtest::RunConvbin(dir.File("oracle.ubx"), dir);
     ASSERT_FALSE(nav.empty());
@@ -373,7 +373,7 @@ TEST(GalOracle, ConvbinReadsTheSameEphemeris) {
     ASSERT_EQ(records.size(), 1u);
 
     CGalileoINavE1bNavigationMessage m(1);
-    for (int t = 1; t <= 6; ++t) ASSERT_EQ(m.Store(ubxtest::ToGalLayout1(set[t - 1]).data()), t);
+    for (int t = 1; t <= 6; ++t) ASSERT_EQ(m.Store(simulation::ToGalLayout1(set[t - 1]).data()), t);
     GalEphemerisRecord r{};
     ASSERT_EQ(m.GetEphemeris(&r), 1) << m.ErrorText();
     EXPECT_EQ(r.prn, 11);

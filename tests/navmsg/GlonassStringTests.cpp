@@ -17,11 +17,12 @@
 #include <vector>
 
 #include "navmsg/GlonassNavigationMessage.h"
-#include "support/GlonassEncoders.h"
-#include "support/NavEncoders.h"
+#include "simulation/GlonassEncoders.h"
+#include "simulation/NavEncoders.h"
 #include "support/TestPaths.h"
 
 using namespace ubxtest;
+using namespace simulation;
 
 namespace {
 

@@ -8,10 +8,10 @@
 #include "LnavTestData.h"
 
 using namespace navtest;
-using ubxtest::EncodeLnav;
-using ubxtest::LnavExtras;
-using ubxtest::LnavSubframeSet;
-using ubxtest::LnavWords;
+using simulation::EncodeLnav;
+using simulation::LnavExtras;
+using simulation::LnavSubframeSet;
+using simulation::LnavWords;
 
 namespace {
 
@@ -79,8 +79,8 @@ TEST_P(LnavLayoutTest, QzssRoundTripAddsHealthFlagsMeanMotionAndAccuracy) {
 TEST_P(LnavLayoutTest, AlmanacSubframesArePassedOver) {
     CGpsNavigationMessage m(GetParam().layout);
     EXPECT_EQ(Store(m, EncodeLnav(SampleElements(), {})[0]), 1);
-    EXPECT_EQ(Store(m, ubxtest::EncodeAlmanacStub(4, 10, 57)), 4);
-    EXPECT_EQ(Store(m, ubxtest::EncodeAlmanacStub(5, 11, 3)), 5);
+    EXPECT_EQ(Store(m, simulation::EncodeAlmanacStub(4, 10, 57)), 4);
+    EXPECT_EQ(Store(m, simulation::EncodeAlmanacStub(5, 11, 3)), 5);
     EXPECT_EQ(m.GetLastStored(), 1);
     EXPECT_EQ(m.ErrorText(), "");
     EXPECT_FALSE(m.IsComplete());
@@ -211,26 +211,26 @@ TEST(LnavDecode, ChangeOfIssueNeverYieldsAMixedRecord) {
     const LnavSubframeSet a = EncodeLnav(SampleElements(0), {});
     const LnavSubframeSet b = EncodeLnav(SampleElements(1), {});
     CGpsNavigationMessage m(0);
-    for (int n = 1; n <= 3; ++n) ASSERT_EQ(m.Store(ubxtest::ToLayout0(a[n - 1]).data()), n);
+    for (int n = 1; n <= 3; ++n) ASSERT_EQ(m.Store(simulation::ToLayout0(a[n - 1]).data()), n);
     GpsEphemerisRecord r{};
     ASSERT_EQ(m.GetEphemeris(&r), 1);
 
-    ASSERT_EQ(m.Store(ubxtest::ToLayout0(b[0]).data()), 1);
+    ASSERT_EQ(m.Store(simulation::ToLayout0(b[0]).data()), 1);
     EXPECT_TRUE(m.IsComplete());
     EXPECT_EQ(m.GetEphemeris(&r), 0);
     EXPECT_EQ(m.ErrorText(), "Subframe 2 IODE does not match subframe1 IODC");
 
-    ASSERT_EQ(m.Store(ubxtest::ToLayout0(b[1]).data()), 2);
+    ASSERT_EQ(m.Store(simulation::ToLayout0(b[1]).data()), 2);
     EXPECT_EQ(m.GetEphemeris(&r), 0);
     EXPECT_EQ(m.ErrorText(), "Subframe 3 IODE is not equal to Subframe 2 IODE");
 
-    ASSERT_EQ(m.Store(ubxtest::ToLayout0(b[2]).data()), 3);
+    ASSERT_EQ(m.Store(simulation::ToLayout0(b[2]).data()), 3);
     ASSERT_EQ(m.GetEphemeris(&r), 1);
     ExpectSameElements(r.elements, Expected(SampleElements(1)));
 
     // Asked again, the same record; a repeat of a subframe just overwrites.
     GpsEphemerisRecord again{};
-    ASSERT_EQ(m.Store(ubxtest::ToLayout0(b[1]).data()), 2);
+    ASSERT_EQ(m.Store(simulation::ToLayout0(b[1]).data()), 2);
     ASSERT_EQ(m.GetEphemeris(&again), 1);
     EXPECT_EQ(std::memcmp(&r, &again, sizeof r), 0);
 }
@@ -242,13 +242,13 @@ TEST(LnavDecode, MissingSubframesAndReset) {
     for (int n = 1; n <= 3; ++n) {
         EXPECT_EQ(m.GetEphemeris(&r), 0);
         EXPECT_EQ(m.ErrorText(), "Subframe " + std::to_string(n) + " has not been loaded");
-        ASSERT_EQ(m.Store(ubxtest::ToLayout0(a[n - 1]).data()), n);
+        ASSERT_EQ(m.Store(simulation::ToLayout0(a[n - 1]).data()), n);
     }
     EXPECT_EQ(m.GetEphemeris(&r), 1);
 
     m.Reset();
     EXPECT_FALSE(m.IsComplete());
-    EXPECT_EQ(m.Store(ubxtest::ToLayout0(a[1]).data()), -3);
+    EXPECT_EQ(m.Store(simulation::ToLayout0(a[1]).data()), -3);
     EXPECT_EQ(m.GetEphemeris(&r), 0);
     EXPECT_EQ(m.ErrorText(), "Subframe 1 has not been loaded");
 }
@@ -262,7 +262,7 @@ TEST(LnavDecode, QzssAccuracyInMetresByIndex) {
         x.uraIndex = index;
         const LnavSubframeSet set = EncodeLnav(in, x);
         CQzssNavigationMessage m(0);
-        for (int n = 1; n <= 3; ++n) ASSERT_EQ(m.Store(ubxtest::ToLayout0(set[n - 1]).data()), n);
+        for (int n = 1; n <= 3; ++n) ASSERT_EQ(m.Store(simulation::ToLayout0(set[n - 1]).data()), n);
         QzssEphemerisRecord r{};
         ASSERT_EQ(m.GetEphemeris(&r), 1);
         EXPECT_EQ(r.ura, metres[index]) << "index " << index;
@@ -276,7 +276,7 @@ TEST(LnavDecode, QzssRefusesASubframeSetWithoutAnOrbit) {
     elements.sqrtA = 0.0;
     const LnavSubframeSet set = EncodeLnav(elements, {});
     CQzssNavigationMessage m(0);
-    for (int n = 1; n <= 3; ++n) ASSERT_EQ(m.Store(ubxtest::ToLayout0(set[n - 1]).data()), n);
+    for (int n = 1; n <= 3; ++n) ASSERT_EQ(m.Store(simulation::ToLayout0(set[n - 1]).data()), n);
     QzssEphemerisRecord r{};
     EXPECT_EQ(m.GetEphemeris(&r), 0) << "its mean motion would be infinite";
     EXPECT_EQ(m.ErrorText(), "Subframe 2 square root of semi-major axis is zero");

@@ -49,19 +49,19 @@ TEST(LnavOracle, ConvbinReadsTheSameEphemeris) {
     if (!std::filesystem::exists(kConvbin)) GTEST_SKIP() << "convbin (rtklib) is not installed";
     ubxtest::TempDir dir;
     const KeplerElements k = navtest::SampleElements(0);
-    ubxtest::LnavExtras x;
+    simulation::LnavExtras x;
     x.towCount = static_cast<uint32_t>(k.toe / 6 + 1);
-    const ubxtest::LnavSubframeSet set = ubxtest::EncodeLnav(k, x);
+    const simulation::LnavSubframeSet set = simulation::EncodeLnav(k, x);
 
-    ubxtest::RawxBlock block;
+    simulation::RawxBlock block;
     block.gnssId = 0;
     block.svId = 5;
     block.prMes = 2.2e7;
     block.cpMes = 1.1e8;
-    ubxtest::UbxLog log;
-    log.Add(ubxtest::MakeRxmRawx(k.toe, static_cast<uint16_t>(k.week), {block}));
-    for (const ubxtest::LnavWords& sf : set) log.Add(ubxtest::MakeRxmSfrbx(0, 5, 0, ubxtest::ToSfrbxWords(sf, 1)));
-    log.Add(ubxtest::MakeRxmRawx(k.toe + 30.0, static_cast<uint16_t>(k.week), {block}));
+    simulation::UbxLog log;
+    log.Add(simulation::MakeRxmRawx(k.toe, static_cast<uint16_t>(k.week), {block}));
+    for (const simulation::LnavWords& sf : set) log.Add(simulation::MakeRxmSfrbx(0, 5, 0, simulation::ToSfrbxWords(sf, 1)));
+    log.Add(simulation::MakeRxmRawx(k.toe + 30.0, static_cast<uint16_t>(k.week), {block}));
     ASSERT_TRUE(log.Save(dir.File("oracle.ubx")));
 
     const std::string command = std::string(kConvbin) + " -r ubx -n " + dir.File("oracle.nav") + " -od -os " +
@@ -71,7 +71,7 @@ TEST(LnavOracle, ConvbinReadsTheSameEphemeris) {
     ASSERT_GE(v.size(), 27u);
 
     CGpsNavigationMessage m(1);
-    for (int n = 1; n <= 3; ++n) ASSERT_EQ(m.Store(ubxtest::ToLayout1(set[n - 1], 1).data()), n);
+    for (int n = 1; n <= 3; ++n) ASSERT_EQ(m.Store(simulation::ToLayout1(set[n - 1], 1).data()), n);
     GpsEphemerisRecord r{};
     ASSERT_EQ(m.GetEphemeris(&r), 1) << m.ErrorText();
     const KeplerElements& e = r.elements;

@@ -39,12 +39,12 @@ bool TransmittedParityHolds(uint32_t word, uint32_t previous) {
 }
 
 // Every word of a stream of subframes, transmitted one after the other.
-void ExpectParity(const std::vector<ubxtest::LnavWords>& stream) {
+void ExpectParity(const std::vector<simulation::LnavWords>& stream) {
     uint32_t previous = 0;
     int flipped = 0;
     for (size_t s = 0; s < stream.size(); ++s) {
         for (int w = 0; w < 10; ++w) {
-            const uint32_t sent = ubxtest::TransmittedWord(stream[s][w], previous);
+            const uint32_t sent = simulation::TransmittedWord(stream[s][w], previous);
             flipped += sent != stream[s][w];
             EXPECT_TRUE(TransmittedParityHolds(sent, previous)) << "subframe " << s << " word " << w + 1;
             if (w == 1 || w == 9) {
@@ -60,20 +60,20 @@ void ExpectParity(const std::vector<ubxtest::LnavWords>& stream) {
 
 TEST(LnavEncoder, EverySubframeHasValidParity) {
     using navtest::SampleElements;
-    ubxtest::LnavExtras x;
+    simulation::LnavExtras x;
     x.towCount = 57600;
     x.uraIndex = 2;
     x.antiSpoof = true;
     for (const KeplerElements& k : {SampleElements(0), SampleElements(1), navtest::ExtremeElements(1),
                                     navtest::ExtremeElements(-1)}) {
-        const ubxtest::LnavSubframeSet set = ubxtest::EncodeLnav(k, x);
-        ExpectParity({set[0], set[1], set[2], ubxtest::EncodeAlmanacStub(4, x.towCount + 3, 57),
-                      ubxtest::EncodeAlmanacStub(5, x.towCount + 4, 1)});
+        const simulation::LnavSubframeSet set = simulation::EncodeLnav(k, x);
+        ExpectParity({set[0], set[1], set[2], simulation::EncodeAlmanacStub(4, x.towCount + 3, 57),
+                      simulation::EncodeAlmanacStub(5, x.towCount + 4, 1)});
     }
 }
 
 TEST(LnavEncoder, CheckerRejectsASingleBitError) {
-    const ubxtest::LnavWords sf = ubxtest::EncodeLnav(navtest::SampleElements(), {})[0];
+    const simulation::LnavWords sf = simulation::EncodeLnav(navtest::SampleElements(), {})[0];
     for (int bit = 0; bit < 30; ++bit)
         EXPECT_FALSE(TransmittedParityHolds(sf[2] ^ (1u << bit), sf[1])) << bit;
 }

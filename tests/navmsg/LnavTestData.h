@@ -8,7 +8,7 @@
 
 #include "navmsg/GpsNavigationMessage.h"
 #include "navmsg/QzssNavigationMessage.h"
-#include "support/NavEncoders.h"
+#include "simulation/NavEncoders.h"
 #include "timebase/GpsTime.h"
 
 namespace navtest {
@@ -59,13 +59,13 @@ inline KeplerElements ExtremeElements(int sign) {
     k.af0 = k.af1 = k.af2 = k.TGD = big;
     k.IODC = sign > 0 ? 0x3FF : 0x300;
     k.IODE = k.IODC & 0xFF;
-    return ubxtest::QuantiseLnav(k);
+    return simulation::QuantiseLnav(k);
 }
 
 // What the assembler yields: the quantised block with the broadcast week
 // made full by the clock.
 inline KeplerElements Expected(const KeplerElements& k) {
-    KeplerElements q = ubxtest::QuantiseLnav(k);
+    KeplerElements q = simulation::QuantiseLnav(k);
     q.week = ResolveWeekByClock(k.week % 1024);
     return q;
 }
@@ -90,25 +90,25 @@ inline void ExpectSameElements(const KeplerElements& a, const KeplerElements& b,
 }
 
 // A subframe rebuilt with new data bits in one of its words.
-inline ubxtest::LnavWords Rebuilt(const ubxtest::LnavWords& sf, int word, uint32_t clearMask, uint32_t setBits) {
-    std::array<uint32_t, ubxtest::kLnavWordsPerSubframe> data{};
-    for (int w = 0; w < ubxtest::kLnavWordsPerSubframe; ++w) data[w] = sf[w] >> 6;
+inline simulation::LnavWords Rebuilt(const simulation::LnavWords& sf, int word, uint32_t clearMask, uint32_t setBits) {
+    std::array<uint32_t, simulation::kLnavWordsPerSubframe> data{};
+    for (int w = 0; w < simulation::kLnavWordsPerSubframe; ++w) data[w] = sf[w] >> 6;
     data[word] = (data[word] & ~clearMask) | setBits;
-    return ubxtest::FinishLnavSubframe(data);
+    return simulation::FinishLnavSubframe(data);
 }
 
 // The subframe ID sits in d20 to d22 of the HOW.
-inline ubxtest::LnavWords WithSubframeId(const ubxtest::LnavWords& sf, int id) {
+inline simulation::LnavWords WithSubframeId(const simulation::LnavWords& sf, int id) {
     return Rebuilt(sf, 1, 7u << 2, static_cast<uint32_t>(id) << 2);
 }
 
-inline ubxtest::LnavWords WithPreamble(const ubxtest::LnavWords& sf, uint32_t preamble) {
+inline simulation::LnavWords WithPreamble(const simulation::LnavWords& sf, uint32_t preamble) {
     return Rebuilt(sf, 0, 0xFFu << 16, preamble << 16);
 }
 
 // The input buffer of an assembler of the given layout.
-inline ubxtest::Bytes Input(const ubxtest::LnavWords& sf, int layout, uint32_t spareBits = 3) {
-    return layout == 0 ? ubxtest::ToLayout0(sf) : ubxtest::ToLayout1(sf, spareBits);
+inline simulation::Bytes Input(const simulation::LnavWords& sf, int layout, uint32_t spareBits = 3) {
+    return layout == 0 ? simulation::ToLayout0(sf) : simulation::ToLayout1(sf, spareBits);
 }
 
 }  // namespace navtest

@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "support/TestPaths.h"
-#include "support/UbxWriter.h"
+#include "simulation/UbxWriter.h"
 
 namespace navtest {
 
@@ -88,7 +88,7 @@ inline std::vector<SfrbxRecord> ReadSfrbx(const std::filesystem::path& path) {
         const size_t length = data[i + 4] | (size_t{data[i + 5]} << 8);
         if (i + 8 + length > data.size()) break;
         uint8_t a = 0, b = 0;
-        ubxtest::UbxChecksum(&data[i + 2], length + 4, a, b);
+        simulation::UbxChecksum(&data[i + 2], length + 4, a, b);
         if (a != data[i + 6 + length] || b != data[i + 7 + length]) {
             ++i;
             continue;

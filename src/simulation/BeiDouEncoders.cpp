@@ -1,9 +1,9 @@
-#include "BeiDouEncoders.h"
+#include "simulation/BeiDouEncoders.h"
 
 #include <algorithm>
 #include <cmath>
 
-namespace ubxtest {
+namespace simulation {
 
 namespace {
 
@@ -232,4 +232,4 @@ uint32_t GetBdsD1Field(const BdsD1Subframe& subframe, int bitOffset, int count) 
     return value;
 }
 
-}  // namespace ubxtest
+}  // namespace simulation

@@ -9,10 +9,10 @@
 #include <cstdint>
 #include <vector>
 
-#include "UbxWriter.h"
+#include "simulation/UbxWriter.h"
 #include "ephemeris/EphemerisRecords.h"
 
-namespace ubxtest {
+namespace simulation {
 
 inline constexpr int kGlonassStringBits = 85;
 inline constexpr int kGlonassStringBytes = 11;
@@ -61,4 +61,4 @@ std::vector<uint32_t> ToGlonassSfrbxWords(const GlonassString& s, uint16_t super
 // The same words most significant byte first, as the router hands them on.
 Bytes ToGlonassBytes(const GlonassString& s, uint16_t superframe = 1, uint8_t frame = 1);
 
-}  // namespace ubxtest
+}  // namespace simulation

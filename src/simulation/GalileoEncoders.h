@@ -15,10 +15,10 @@
 #include <cstdint>
 #include <vector>
 
-#include "UbxWriter.h"
+#include "simulation/UbxWriter.h"
 #include "ephemeris/EphemerisRecords.h"
 
-namespace ubxtest {
+namespace simulation {
 
 inline constexpr int kGalWordBytes = 16;
 using GalINavWord = std::array<uint8_t, kGalWordBytes>;
@@ -68,4 +68,4 @@ Bytes ToGalLayout0(const GalINavWord& word);
 // hands them on.
 Bytes ToGalLayout1(const GalINavWord& word, const GalPagePairOptions& options = {});
 
-}  // namespace ubxtest
+}  // namespace simulation

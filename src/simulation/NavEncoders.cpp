@@ -1,10 +1,10 @@
-#include "NavEncoders.h"
+#include "simulation/NavEncoders.h"
 
 #include <algorithm>
 #include <cmath>
 #include <initializer_list>
 
-namespace ubxtest {
+namespace simulation {
 
 namespace {
 
@@ -302,4 +302,4 @@ Bytes MakeRxmEph(uint32_t svid, uint32_t how) {
     return MakeFrame(0x02, 0x31, p.Data());
 }
 
-}  // namespace ubxtest
+}  // namespace simulation

@@ -6,9 +6,9 @@
 #include <cstdint>
 #include <string>
 
-#include "UbxWriter.h"
+#include "simulation/UbxWriter.h"
 
-namespace ubxtest {
+namespace simulation {
 
 struct SampleLogOptions {
     int week = 2300;
@@ -23,6 +23,7 @@ struct SampleLogOptions {
     int markEvery = 30;               // a TIM-TM2 every N epochs; 0 none
     bool clutter = true;              // NMEA, unknown records, damaged frames, garbage
     bool navigation = true;           // RXM-SFRBX of GPS, Galileo, BeiDou (D1) and GLONASS every 30 s
+    std::string systems = "GREC";     // constellations by letter: GPS, GLONASS, Galileo, BeiDou
     uint32_t seed = 7;
 };
 
@@ -39,4 +40,4 @@ Bytes BuildSampleLog(const SampleLogOptions& options, SampleLogStats* stats = nu
 // of week, Earth-fixed, metres; false for a satellite it does not have.
 bool SampleSatellitePosition(uint8_t gnssId, int svId, double tow, double xyz[3]);
 
-}  // namespace ubxtest
+}  // namespace simulation

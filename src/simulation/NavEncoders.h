@@ -10,12 +10,10 @@
 #include <cstdint>
 #include <vector>
 
-#include "UbxWriter.h"
-// The support library is built without the source tree on its include path;
-// the record layouts it needs are plain structures in one header.
+#include "simulation/UbxWriter.h"
 #include "ephemeris/EphemerisRecords.h"
 
-namespace ubxtest {
+namespace simulation {
 
 inline constexpr int kLnavWordsPerSubframe = 10;
 using LnavWords = std::array<uint32_t, kLnavWordsPerSubframe>;
@@ -74,4 +72,4 @@ Bytes MakeRxmEph(uint32_t svid, uint32_t how, const EphemerisWordArray& words);
 // The short form: svid and how only.
 Bytes MakeRxmEph(uint32_t svid, uint32_t how);
 
-}  // namespace ubxtest
+}  // namespace simulation

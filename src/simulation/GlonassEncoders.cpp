@@ -1,10 +1,10 @@
-#include "GlonassEncoders.h"
+#include "simulation/GlonassEncoders.h"
 
 #include <algorithm>
 #include <cmath>
 #include <cstring>
 
-namespace ubxtest {
+namespace simulation {
 namespace {
 
 constexpr double kP2m11 = 1.0 / 2048.0;
@@ -190,4 +190,4 @@ Bytes ToGlonassBytes(const GlonassString& s, uint16_t superframe, uint8_t frame)
     return bytes;
 }
 
-}  // namespace ubxtest
+}  // namespace simulation

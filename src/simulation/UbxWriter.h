@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-namespace ubxtest {
+namespace simulation {
 
 using Bytes = std::vector<uint8_t>;
 
@@ -89,4 +89,4 @@ private:
     Bytes data;
 };
 
-}  // namespace ubxtest
+}  // namespace simulation

@@ -1,10 +1,10 @@
-#include "UbxWriter.h"
+#include "simulation/UbxWriter.h"
 
 #include <cmath>
 #include <cstring>
 #include <fstream>
 
-namespace ubxtest {
+namespace simulation {
 
 namespace {
 constexpr uint8_t kSync1 = 0xB5;
@@ -147,4 +147,4 @@ bool UbxLog::Save(const std::string& path) const {
     return static_cast<bool>(out);
 }
 
-}  // namespace ubxtest
+}  // namespace simulation

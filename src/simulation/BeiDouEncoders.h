@@ -10,10 +10,10 @@
 #include <array>
 #include <cstdint>
 
-#include "NavEncoders.h"
+#include "simulation/NavEncoders.h"
 #include "ephemeris/EphemerisRecords.h"
 
-namespace ubxtest {
+namespace simulation {
 
 inline constexpr int kBdsWordsPerSubframe = 10;
 // Ten 30-bit words, the shape of an LNAV subframe: ToLayout0, ToSfrbxWords
@@ -43,4 +43,4 @@ void SetBdsD1Field(BdsD1Subframe& subframe, int bitOffset, int count, uint32_t v
 // The field at bitOffset of the 300-bit subframe.
 uint32_t GetBdsD1Field(const BdsD1Subframe& subframe, int bitOffset, int count);
 
-}  // namespace ubxtest
+}  // namespace simulation

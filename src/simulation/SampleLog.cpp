@@ -1,9 +1,9 @@
-#include "SampleLog.h"
+#include "simulation/SampleLog.h"
 
-#include "BeiDouEncoders.h"
-#include "GalileoEncoders.h"
-#include "GlonassEncoders.h"
-#include "NavEncoders.h"
+#include "simulation/BeiDouEncoders.h"
+#include "simulation/GalileoEncoders.h"
+#include "simulation/GlonassEncoders.h"
+#include "simulation/NavEncoders.h"
 
 #include <array>
 #include <algorithm>
@@ -12,7 +12,7 @@
 #include <cstring>
 #include <vector>
 
-namespace ubxtest {
+namespace simulation {
 
 namespace {
 
@@ -78,6 +78,17 @@ double Elevation(Vec3 station, Vec3 satellite) {
 }
 
 int GlonassChannel(int index) { return index % 14 - 7; }
+
+// The letter by which a person names the constellation of a u-blox gnssId.
+char SystemLetter(uint8_t gnssId) {
+    switch (gnssId) {
+        case 0: return 'G';
+        case 2: return 'E';
+        case 3: return 'C';
+        case 6: return 'R';
+        default: return '?';
+    }
+}
 
 // ---------------------------------------------------------------------------
 // Broadcast ephemerides of the circular orbits. With e = 0, omega = 0 and no
@@ -246,6 +257,7 @@ Bytes BuildSampleLog(const SampleLogOptions& opt, SampleLogStats* stats) {
         rawBlocks.clear();
         for (const Orbits& o : kOrbits) {
             if (!opt.rawx && o.gnssId != 0) continue;
+            if (opt.systems.find(SystemLetter(o.gnssId)) == std::string::npos) continue;
             for (int s = 0; s < o.satellites; ++s) {
                 Vec3 sat = SatellitePosition(o, s, t);
                 if (Elevation(station, sat) < kElevationMask) continue;
@@ -326,4 +338,4 @@ bool SampleSatellitePosition(uint8_t gnssId, int svId, double tow, double xyz[3]
     return false;
 }
 
-}  // namespace ubxtest
+}  // namespace simulation

@@ -1,9 +1,9 @@
-#include "GalileoEncoders.h"
+#include "simulation/GalileoEncoders.h"
 
 #include <algorithm>
 #include <cmath>
 
-namespace ubxtest {
+namespace simulation {
 
 namespace {
 
@@ -291,4 +291,4 @@ Bytes ToGalLayout1(const GalINavWord& word, const GalPagePairOptions& options) {
     return bytes;
 }
 
-}  // namespace ubxtest
+}  // namespace simulation
