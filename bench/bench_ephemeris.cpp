@@ -7,7 +7,7 @@
 #include "ephemeris/EphemerisFile.h"
 #include "ephemeris/EphemerisGLO.h"
 #include "ephemeris/EphemerisStore.h"
-#include "ephemeris/SampleRecords.h"
+#include "ephemeris/Samples.h"
 #include "support/TestPaths.h"
 
 namespace {

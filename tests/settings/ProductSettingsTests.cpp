@@ -1,276 +1,119 @@
+// The product settings promise: a host finds its settings beside its bin folder
+// or, for a protected installation, in a per-user folder named after the
+// product (or where it redirects them); the folders named are made and filled
+// once, and what is there is kept.
 #include <gtest/gtest.h>
-
-#include <filesystem>
-#include <string>
 
 #include <unistd.h>
 
-#include "settings/ProductSettings.h"
 #include "settings/SettingsFixture.h"
-#include "settings/XmlDocument.h"
-#include "support/TestPaths.h"
 
 namespace fs = std::filesystem;
-using settingstest::ReadText;
-using settingstest::SettingsWorld;
-using settingstest::WriteText;
+using namespace settingstest;
 
-namespace {
-
-std::string SettingsText(const std::string& inner) {
-    return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<Products><Product>" + inner +
-           "</Product></Products>\n";
+static std::string SettingsText(const std::string& inner) {
+    return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<Products><Product>" + inner + "</Product></Products>\n";
 }
-
-std::string Element(const std::string& name, const std::string& text) {
+static std::string Element(const std::string& name, const std::string& text) {
     return "<" + name + ">" + text + "</" + name + ">";
 }
-
-std::string StoredValue(const std::string& file, const std::string& key) {
+// The first element of that name in a settings file.
+static std::string StoredValue(const std::string& file, const std::string& key) {
     CXmlDocument document;
-    if (!document.Load(file)) return "<unreadable>";
-    const CXmlNodeList elements = document.GetElementsByName(key);
+    const CXmlNodeList elements = document.Load(file) ? document.GetElementsByName(key) : CXmlNodeList();
     return elements.Count() > 0 ? elements.Item(0).GetText() : "<absent>";
 }
 
-}  // namespace
-
-TEST(SettingsPathText, JoinPathAddsOneSeparator) {
-    struct Case {
-        const char* folder;
-        const char* name;
-        const char* joined;
-    };
-    const Case cases[] = {
-        {"/opt/app", "lodestar.settings", "/opt/app/lodestar.settings"},
-        {"/opt/app/", "x", "/opt/app/x"},
-        {"D:\\App\\", "x", "D:\\App\\x"},
-        {"D:\\App", "x", "D:\\App/x"},
-        {"", "x", "/x"},
-    };
-    for (const Case& c : cases) EXPECT_EQ(JoinPath(c.folder, c.name), c.joined) << c.folder;
-}
-
-TEST(SettingsPathText, ProgramFilesIsAWholePathPartInAnyCase) {
-    struct Case {
-        const char* path;
-        bool under;
-    };
-    const Case cases[] = {
-        {"C:\\Program Files\\App\\lodestar.settings", true},
-        {"c:/PROGRAM FILES (X86)/App/bin", true},
-        {"/opt/Program Files/App/", true},
-        {"C:Program Files", true},
-        {"Program Files", true},
-        {"/opt/Program Files Old/App", false},
-        {"/opt/my program files/App", false},
-        {"/opt/Program Files (x64)/App", false},
-        {"/opt/ProgramFiles/App", false},
-        {"", false},
-    };
-    for (const Case& c : cases) EXPECT_EQ(IsUnderProgramFiles(c.path), c.under) << c.path;
-}
-
-TEST(SettingsPathText, HostPathGivesProgramFolder) {
-    struct Case {
-        const char* host;
-        const char* folder;
-    };
-    const Case cases[] = {
-        {"/opt/app/bin/host", "/opt/app/bin"},
-        {"D:\\App\\bin\\host.exe", "D:\\App\\bin"},
-        {"/usr/bin/python3.11", "/work/here"},
-        {"/opt/python-tools/host", "/work/here"},
-        {"/opt/Python/host", "/opt/Python"},  // the interpreter rule is case-sensitive
-        {"host", ""},
-    };
-    for (const Case& c : cases)
-        EXPECT_EQ(ProgramDirFromHostPath(c.host, "/work/here"), c.folder) << c.host;
-}
-
-TEST(SettingsPathText, ProgramDirIsTheFolderOfTheRunningExecutable) {
-    // The test program itself lies in the build tree's bin folder, just as a
-    // host program in an installation lies in PREFIX/bin.
+TEST(SettingsPathText, JoinProgramFilesAndHostFolder) {
+    for (const auto& [folder, joined] : {std::pair{"/opt/app", "/opt/app/x"}, {"D:\\App\\", "D:\\App\\x"}, {"", "/x"}})
+        EXPECT_EQ(JoinPath(folder, "x"), joined) << folder;
+    // "Program Files" counts as a whole path part, in any case.
+    for (const auto& [path, under] : {std::pair{"C:\\Program Files\\App", true}, {"c:/PROGRAM FILES (X86)/", true},
+                                      {"C:Program Files", true}, {"/opt/Program Files Old/App", false},
+                                      {"/opt/Program Files (x64)", false}, {"", false}})
+        EXPECT_EQ(IsUnderProgramFiles(path), under) << path;
+    for (const auto& [host, folder] : {std::pair{"/opt/app/bin/host", "/opt/app/bin"}, {"D:\\App\\x.exe", "D:\\App"},
+                                       {"/opt/python-tools/host", "/work/here"}, {"host", ""},
+                                       {"/opt/Python/host", "/opt/Python"}})  // the interpreter rule is case-sensitive
+        EXPECT_EQ(ProgramDirFromHostPath(host, "/work/here"), folder) << host;
+    // The test program itself lies in the build tree's bin folder, as a host lies in PREFIX/bin.
     ClearProgramDirOverride();
     EXPECT_EQ(fs::canonical(GetProgramDir()), fs::canonical(ubxtest::BinaryDir() / "bin"));
-    SetProgramDirOverride("/somewhere/else");
-    EXPECT_EQ(GetProgramDir(), "/somewhere/else");
-    ClearProgramDirOverride();
 }
 
 TEST_F(SettingsWorld, HostInBinGetsItsSettingsBesideBin) {
     Host("App/bin");
     WriteText(At("App/resources/Manufact/manufact.utc"), "<r/>");
     const CProductSettings settings;
-
-    EXPECT_TRUE(fs::exists(At("App/lodestar.settings")));
-    EXPECT_EQ(settings.GetManufactDir(), At("App/resources/Manufact"));
-    EXPECT_EQ(settings.GetUserDir(), At("App/resources/User"));
-    EXPECT_EQ(settings.GetProgramDir(), At("App/bin/"));
-    EXPECT_EQ(settings.Get("SettingsDir"), At("App/Settings"));
-    EXPECT_EQ(settings.Get("DocsDir"), At("App/docs"));
-    EXPECT_EQ(settings.GetExpTemplateDir(), At("App/resources/export_templates"));
-    EXPECT_EQ(settings.Get("LA"), "0");
-    EXPECT_EQ(StoredValue(At("App/lodestar.settings"), "RedirectDir"), "<absent>");
-    EXPECT_TRUE(fs::is_directory(At("App/resources/proc_profiles")));
+    for (const auto& [key, folder] :
+         {std::pair{"ManufactDir", "App/resources/Manufact"}, {"UserDir", "App/resources/User"},
+          {"SettingsDir", "App/Settings"}, {"DocsDir", "App/docs"}, {"ProcProfileDir", "App/resources/proc_profiles"},
+          {"ExpTemplateDir", "App/resources/export_templates"}})
+        EXPECT_TRUE(settings.Get(key) == At(folder) && fs::is_directory(At(folder))) << key;
+    EXPECT_EQ(settings.GetProgramDir() + " " + settings.Get("LA"), At("App/bin/") + " 0");
     EXPECT_EQ(ReadText(At("App/resources/Manufact/manufact.utc")), "<r/>");
-    EXPECT_FALSE(fs::exists(At("data"))) << "a writable installation needs no per-user folder";
 }
 
 TEST_F(SettingsWorld, ProtectedInstallationKeepsSettingsPerUser) {
     Host("Program Files/App/bin");
-    const std::string pointer = At("Program Files/App/lodestar.settings");
+    const std::string pointer = At("Program Files/App/lodestar.settings"), user = At("data/Halcyon/MyApp900");
     WriteText(pointer, SettingsText(Element("Name", "My App") + Element("Version", "9.00")));
     WriteText(At("Program Files/App/resources/Manufact/manufact.utc"), "utc");
-    WriteText(At("Program Files/App/resources/Manufact/old/manufact.utc"), "not copied");
     WriteText(At("Program Files/App/docs/guide.txt"), "guide");
-    const std::string pointerBefore = ReadText(pointer);
+    {
+        const CProductSettings settings;
+        EXPECT_EQ(settings.Get("Name") + " " + settings.Get("Version"), "My App 9.00");
+        EXPECT_EQ(settings.GetManufactDir(), user + "/resources/Manufact");
+    }
+    EXPECT_EQ(ReadText(user + "/resources/Manufact/manufact.utc") + ReadText(user + "/docs/guide.txt"), "utcguide");
 
-    const CProductSettings settings;
-    const std::string user = UserSettingsFolder("MyApp900");
-    EXPECT_TRUE(fs::exists(user + "/lodestar.settings"));
-    EXPECT_EQ(settings.Get("Name"), "My App");
-    EXPECT_EQ(settings.Get("Version"), "9.00");
-    EXPECT_EQ(settings.GetManufactDir(), user + "/resources/Manufact");
-    EXPECT_EQ(settings.GetProgramDir(), At("Program Files/App/bin/"));
-    EXPECT_EQ(ReadText(user + "/resources/Manufact/manufact.utc"), "utc");
-    EXPECT_FALSE(fs::exists(user + "/resources/Manufact/old")) << "the copy stays flat";
-    EXPECT_EQ(ReadText(user + "/docs/guide.txt"), "guide");
-    EXPECT_TRUE(fs::is_directory(user + "/resources/User"));
-    EXPECT_EQ(ReadText(pointer), pointerBefore) << "the pointer file stays as it was";
+    // What is there is the user's: a later start does not overwrite it. But
+    // the installation moved: the remembered program folder is repaired.
+    WriteText(user + "/resources/Manufact/manufact.utc", "edited by the user");
+    WriteText(At("Program Files/App/resources/Manufact/manufact.atx"), "new");
+    WriteText(user + "/lodestar.settings", SettingsText(Element("ProgramDir", At("old/place/bin/")) +
+                                                       Element("ManufactDir", user + "/resources/Manufact")));
+    { const CProductSettings again; }
+    EXPECT_EQ(ReadText(user + "/resources/Manufact/manufact.utc"), "edited by the user");
+    EXPECT_FALSE(fs::exists(user + "/resources/Manufact/manufact.atx"));
+    EXPECT_EQ(StoredValue(user + "/lodestar.settings", "ProgramDir"), At("Program Files/App/bin/"));
 }
 
-TEST_F(SettingsWorld, PerUserFolderNamesAndRoots) {
-    struct Case {
-        const char* label;
-        const char* pointer;   // null: no pointer file yet
-        const char* dataHome;  // null: unset
-        const char* expected;  // relative to the temporary folder
-    };
-    const Case cases[] = {
-        {"no pointer file", nullptr, "/data", "data/Halcyon/Lodestar"},
-        {"pointer without a name", "", "/data", "data/Halcyon/Lodestar"},
-        {"blanks and dots go", "<Name> A  B </Name><Version>1.2.3</Version>", "/data",
-         "data/Halcyon/AB123"},
-        {"no XDG_DATA_HOME", "", nullptr, "home/.local/share/Halcyon/Lodestar"},
-        {"relative XDG_DATA_HOME", "", "relative", "home/.local/share/Halcyon/Lodestar"},
-    };
+TEST_F(SettingsWorld, PerUserFolderNamesRootsAndRedirects) {
+    const std::string data = At("data");
+    const std::tuple<std::string, std::string, std::string> cases[] = {  // pointer file, XDG_DATA_HOME, folder
+        {"", data, "data/Halcyon/Lodestar"},
+        {Element("Name", " A  B ") + Element("Version", "1.2.3"), data, "data/Halcyon/AB123"},
+        {"", "relative", "home/.local/share/Halcyon/Lodestar"},  // only an absolute path counts
+        {Element("Name", "My App") + Element("RedirectDir", At("shared")), data, "shared"}};
     int round = 0;
-    for (const Case& c : cases) {
+    for (const auto& [pointer, dataHome, expected] : cases) {
         const std::string install = "Program Files/App" + std::to_string(round++);
         Host(install + "/bin");
-        if (c.pointer != nullptr) WriteText(At(install + "/lodestar.settings"), SettingsText(c.pointer));
-        if (c.dataHome == nullptr) unsetenv("XDG_DATA_HOME");
-        else if (c.dataHome[0] == '/') setenv("XDG_DATA_HOME", (Root() + c.dataHome).c_str(), 1);
-        else setenv("XDG_DATA_HOME", c.dataHome, 1);
-
-        const CProductSettings settings;
-        EXPECT_EQ(settings.Get("SettingsDir"), At(std::string(c.expected) + "/Settings")) << c.label;
-        EXPECT_TRUE(fs::exists(At(install + "/lodestar.settings"))) << c.label;
-        fs::remove_all(At("data"));
-        fs::remove_all(At("home"));
+        WriteText(At(install + "/resources/Manufact/manufact.utc"), "utc");
+        if (!pointer.empty()) WriteText(At(install + "/lodestar.settings"), SettingsText(pointer));
+        setenv("XDG_DATA_HOME", dataHome.c_str(), 1);
+        EXPECT_EQ(CProductSettings().Get("SettingsDir"), At(expected + "/Settings")) << round;
+        EXPECT_EQ(ReadText(At(expected + "/resources/Manufact/manufact.utc")), "utc") << round;
+        EXPECT_EQ(StoredValue(At(expected + "/lodestar.settings"), "RedirectDir"), "<absent>") << round;
     }
 }
 
-TEST_F(SettingsWorld, RedirectDirInThePointerMovesTheSettings) {
-    Host("Program Files/App/bin");
-    WriteText(At("Program Files/App/lodestar.settings"),
-              SettingsText(Element("Name", "My App") + Element("RedirectDir", At("shared/settings"))));
-    WriteText(At("Program Files/App/resources/Manufact/manufact.utc"), "utc");
-
-    const CProductSettings settings;
-    EXPECT_TRUE(fs::exists(At("shared/settings/lodestar.settings")));
-    EXPECT_EQ(settings.GetManufactDir(), At("shared/settings/resources/Manufact"));
-    EXPECT_EQ(ReadText(At("shared/settings/resources/Manufact/manufact.utc")), "utc");
-    EXPECT_EQ(StoredValue(At("shared/settings/lodestar.settings"), "RedirectDir"), "<absent>");
-    EXPECT_FALSE(fs::exists(UserSettingsFolder("MyApp")));
-}
-
-TEST_F(SettingsWorld, FoldersThatExistAreLeftAlone) {
-    Host("Program Files/App/bin");
-    WriteText(At("Program Files/App/resources/Manufact/manufact.utc"), "installed 1");
-    { const CProductSettings first; }
-    const std::string copy = UserSettingsFolder("Lodestar") + "/resources/Manufact/";
-    ASSERT_EQ(ReadText(copy + "manufact.utc"), "installed 1");
-
-    WriteText(copy + "manufact.utc", "edited by the user");
-    WriteText(At("Program Files/App/resources/Manufact/manufact.utc"), "installed 2");
-    WriteText(At("Program Files/App/resources/Manufact/manufact.atx"), "new");
-    { const CProductSettings second; }
-    EXPECT_EQ(ReadText(copy + "manufact.utc"), "edited by the user");
-    EXPECT_FALSE(fs::exists(copy + "manufact.atx"));
-}
-
-TEST_F(SettingsWorld, BinInsideALongerNameCutsTheInstallationBase) {
-    // The installation's files are looked for at the program folder cut at
-    // the first "bin" of its text, even in the middle of a name.
-    struct Case {
-        const char* host;
-        const char* base;  // where the installation's files are taken from
-    };
-    const Case cases[] = {{"Cabin", "Ca"}, {"cabinet/bin", "ca"}};
-    for (const Case& c : cases) {
-        const std::string host = c.host;
-        const std::string folder = host.substr(0, host.find('/'));  // where lodestar.settings goes
-        Host(host);
-        WriteText(At(std::string(c.base) + "docs/guide.txt"), "guide");
-        WriteText(At(std::string(c.base) + "resources/Manufact/manufact.utc"), "utc");
-
-        const CProductSettings settings;
-        EXPECT_TRUE(fs::exists(At(folder + "/lodestar.settings"))) << c.host;
-        EXPECT_EQ(settings.GetManufactDir(), At(folder + "/resources/Manufact")) << c.host;
-        EXPECT_EQ(ReadText(At(folder + "/resources/Manufact/manufact.utc")), "utc") << c.host;
-        EXPECT_EQ(ReadText(At(folder + "/docs/guide.txt")), "guide") << c.host;
-    }
-}
-
-TEST_F(SettingsWorld, EmptyFoldersFallBackOnProgramDir) {
+TEST_F(SettingsWorld, StoredValuesAndTheirFallbacks) {
     Host("App/bin");
     const std::string elsewhere = At("elsewhere/bin");
     WriteText(At("App/lodestar.settings"),
-              SettingsText(Element("ProgramDir", elsewhere) + "<ExpTemplateDir/>" +
-                           Element("ProcProfileDir", "") + Element("ManufactDir", At("m")) +
-                           "<Extra><LA>inner</LA></Extra>" + Element("LA", "0")));
+              SettingsText(Element("ProgramDir", elsewhere) + "<ExpTemplateDir/>" + Element("ProcProfileDir", "") +
+                           Element("ManufactDir", At("m")) + "<Extra><LA>inner</LA></Extra>" + Element("LA", "0")));
     CProductSettings settings;
     EXPECT_EQ(settings.Get("LA"), "inner") << "the first element of the name, at any depth";
-    EXPECT_TRUE(settings.Set("LA", "1"));
-    EXPECT_EQ(settings.Get("LA"), "1");
-    EXPECT_FALSE(settings.Set("Missing", "x"));
+    EXPECT_TRUE(settings.Set("LA", "1") && settings.Get("LA") == "1" && !settings.Set("Missing", "x"));
     EXPECT_EQ(StoredValue(At("App/lodestar.settings"), "LA"), "inner") << "Set writes no file";
-    EXPECT_EQ(settings.GetExpTemplateDir(), elsewhere);
-    EXPECT_EQ(settings.GetProcProfileDir(), elsewhere);
+    // Empty folders fall back on ProgramDir, which outside a protected installation is the user's choice.
+    EXPECT_EQ(settings.GetExpTemplateDir() + " " + settings.GetProcProfileDir(), elsewhere + " " + elsewhere);
     EXPECT_EQ(settings.GetProgramDir(), elsewhere + "/");
-    EXPECT_EQ(settings.GetUserDir(), "");
+    EXPECT_EQ(StoredValue(At("App/lodestar.settings"), "ProgramDir"), elsewhere);
     EXPECT_TRUE(fs::is_directory(At("m"))) << "a named folder is created";
-}
-
-TEST_F(SettingsWorld, MovedInstallationRepairsOnlyProtectedProgramDir) {
-    // A protected installation that moved rewrites the remembered folder.
-    Host("Program Files/App/bin");
-    // (Settings without folders of their own fall back on ProgramDir, which
-    // is then created: keep the old place inside the temporary folder.)
-    const std::string oldPlace = At("old/place/bin/");
-    const std::string user = UserSettingsFolder("Lodestar") + "/lodestar.settings";
-    WriteText(user, SettingsText(Element("ProgramDir", oldPlace)));
-    { const CProductSettings settings; }
-    EXPECT_EQ(StoredValue(user, "ProgramDir"), At("Program Files/App/bin/"));
-
-    // Elsewhere the stored folder is the user's choice and stays.
-    Host("App/bin");
-    WriteText(At("App/lodestar.settings"), SettingsText(Element("ProgramDir", oldPlace)));
-    const CProductSettings settings;
-    EXPECT_EQ(settings.GetProgramDir(), oldPlace);
-    EXPECT_EQ(StoredValue(At("App/lodestar.settings"), "ProgramDir"), oldPlace);
-}
-
-TEST_F(SettingsWorld, UnreadableSettingsGiveEmptyAnswers) {
-    Host("App/bin");
-    WriteText(At("App/lodestar.settings"), "<Products><Product>");
-    const CProductSettings settings;
-    EXPECT_EQ(settings.GetManufactDir(), "");
-    EXPECT_EQ(settings.GetProgramDir(), "");
-    EXPECT_EQ(settings.GetExpTemplateDir(), "");
-    EXPECT_EQ(ReadText(At("App/lodestar.settings")), "<Products><Product>") << "never overwritten";
 }
 
 TEST_F(SettingsWorld, OnlyAnUnwritableSettingsFolderCountsAsProtected) {
@@ -281,8 +124,8 @@ TEST_F(SettingsWorld, OnlyAnUnwritableSettingsFolderCountsAsProtected) {
     const CProductSettings settings;
     fs::permissions(At("App"), fs::perms::owner_write, fs::perm_options::add);
     EXPECT_FALSE(fs::exists(At("App/lodestar.settings")));
-    EXPECT_EQ(settings.GetManufactDir(), UserSettingsFolder("Lodestar") + "/resources/Manufact");
-    EXPECT_EQ(ReadText(UserSettingsFolder("Lodestar") + "/resources/Manufact/manufact.utc"), "utc");
+    EXPECT_EQ(settings.GetManufactDir(), At("data/Halcyon/Lodestar") + "/resources/Manufact");
+    EXPECT_EQ(ReadText(At("data/Halcyon/Lodestar") + "/resources/Manufact/manufact.utc"), "utc");
 
     // A read-only bin beside a writable settings folder is no protected
     // installation: the stored ProgramDir is the user's and stays.

@@ -1,103 +1,66 @@
+// The UTC offset lookup promises: GPS minus UTC from the installation's
+// manufact.utc, else from a built-in table (with the file's failure kept),
+// never before week 1024, and a positive answer cached for the same day.
 #include <gtest/gtest.h>
 
 #include <cmath>
 
-#include <filesystem>
-#include <string>
-
 #include "settings/SettingsFixture.h"
-#include "timebase/GpsTime.h"
 #include "timebase/UtcOffset.h"
 
-namespace fs = std::filesystem;
-using settingstest::SettingsWorld;
-using settingstest::WriteText;
+using namespace settingstest;
 
-namespace {
-
-GpsTime GpsAt(int year, int month, int day, int hour = 0, int minute = 0, double second = 0.0) {
-    GpsTime time;
+static GpsTime GpsAt(int year, int month, int day, int hour = 0, int minute = 0, double second = 0.0) {
     int week = 0;
+    GpsTime time;
     CalendarToGps(hour, minute, second, month, day, year, week, time.seconds);
     time.week = static_cast<int16_t>(week);
     return time;
 }
 
-std::string OffsetFile(const std::string& elements) {
-    return "<?xml version=\"1.0\"?>\n<UtcOffsets>" + elements + "</UtcOffsets>\n";
+// The answer for that time, with the error text, from the lookup given or a fresh one.
+static std::string Ask(const GpsTime& time, CUtcOffset&& lookup = CUtcOffset()) {
+    int offset = -7;
+    const bool found = lookup.GetUtcOffset(time, offset);
+    EXPECT_EQ(lookup.IsValid(), found);
+    return (found ? "" : "refused ") + std::to_string(offset) + " " + lookup.GetErrorText();
 }
+static std::string Ask(const GpsTime& time, CUtcOffset& lookup) { return Ask(time, std::move(lookup)); }
 
-const char kNoFile[] = "Could not open manufact.utc file, UTC offset has not been altered";
-const char kUnknown[] = "Unknown error occurred, UTC offset has not been altered";
-const char kNoEndDate[] = "End date of UTC offset could not be found, UTC offset has not been altered";
-const char kBackupFailed[] = "Backup UTC offset code failed as well";
-
-}  // namespace
+static const std::string kNoFile = "18 Could not open manufact.utc file, UTC offset has not been altered";
+static const std::string kUnknown = "18 Unknown error occurred, UTC offset has not been altered";
+static const std::string kNoEndDate = "18 End date of UTC offset could not be found, UTC offset has not been altered";
 
 TEST(UtcOffsetTable, RowsHoldFromTheirDateToTheNext) {
-    struct Case {
-        GpsTime time;
-        bool found;
-        int offset;
-    };
-    const Case cases[] = {
-        {GpsAt(1980, 1, 31, 23, 59, 59), false, 0},
-        {GpsAt(1980, 2, 1), true, -1},
-        {GpsAt(1990, 12, 31, 23, 59, 59), true, -1},
-        {GpsAt(1991, 1, 1), true, 7},
-        {GpsAt(1998, 12, 31), true, 12},
-        {GpsAt(1999, 1, 1), true, 13},
-        {GpsAt(2003, 6, 1), true, 13},
-        {GpsAt(2005, 12, 31, 23, 59, 59.5), true, 13},
-        {GpsAt(2006, 1, 1), true, 14},
-        {GpsAt(2012, 6, 30), true, 15},
-        {GpsAt(2012, 7, 1), true, 16},
-        {GpsAt(2016, 12, 31), true, 17},
-        {GpsAt(2016, 12, 31, 23, 59, 59.999), true, 17},
-        {GpsAt(2017, 1, 1), true, 18},
-        {GpsAt(2029, 12, 31, 23, 59, 59), true, 18},
-        {GpsAt(2030, 1, 1), false, 0},
-        {GpsAt(2045, 3, 1), false, 0},
-    };
-    for (const Case& c : cases) {
-        CUtcOffset lookup;
-        int offset = 99;
-        EXPECT_EQ(lookup.GetBackupUtcOffset(c.time.seconds, c.time.week, offset), c.found)
-            << c.time.week << " " << c.time.seconds;
-        EXPECT_EQ(lookup.IsValid(), c.found);
-        if (c.found) {
-            EXPECT_EQ(offset, c.offset) << c.time.week << " " << c.time.seconds;
-        } else {
-            EXPECT_EQ(offset, 99);
-            EXPECT_STREQ(lookup.GetErrorText(), kBackupFailed);
-        }
+    const std::pair<GpsTime, int> cases[] = {  // offset 0: no row
+        {GpsAt(1980, 1, 31, 23, 59, 59), 0}, {GpsAt(1980, 2, 1), -1}, {GpsAt(1991, 1, 1), 7}, {GpsAt(1998, 12, 31), 12},
+        {GpsAt(1999, 1, 1), 13}, {GpsAt(2005, 12, 31, 23, 59, 59.5), 13}, {GpsAt(2006, 1, 1), 14},
+        {GpsAt(2012, 6, 30), 15}, {GpsAt(2012, 7, 1), 16}, {GpsAt(2016, 12, 31, 23, 59, 59.999), 17},
+        {GpsAt(2017, 1, 1), 18}, {GpsAt(2029, 12, 31, 23, 59, 59), 18}, {GpsAt(2030, 1, 1), 0}};
+    for (const auto& [time, expected] : cases) {
+        int offset = 0;
+        const bool found = CUtcOffset().GetBackupUtcOffset(time.seconds, time.week, offset);
+        EXPECT_EQ(found ? offset : 0, expected) << time.week << " " << time.seconds;
     }
-    // The week is taken as it is: seconds beyond a week still count.
-    CUtcOffset lookup;
-    int offset = 0;
-    const GpsTime time = GpsAt(2017, 1, 1);
-    ASSERT_TRUE(lookup.GetBackupUtcOffset(time.seconds + kSecondsPerWeek, time.week - 1, offset));
-    EXPECT_EQ(offset, 18);
 }
 
 class UtcOffsetFile : public SettingsWorld {
 protected:
     void SetUp() override {
         SettingsWorld::SetUp();
-        if (IsSkipped()) return;
-        Host("App/bin");
+        if (!IsSkipped()) Host("App/bin");
     }
     std::string UtcFile() const { return At("App/resources/Manufact/manufact.utc"); }
-    void WriteUtcFile(const std::string& elements) { WriteText(UtcFile(), OffsetFile(elements)); }
-    void UseShippedFile() {
-        fs::create_directories(At("App/resources/Manufact"));
-        fs::copy_file(ubxtest::BinaryDir() / "resources/Manufact/manufact.utc", UtcFile(),
-                      fs::copy_options::overwrite_existing);
+    void WriteUtcFile(const std::string& offsets) {
+        WriteText(UtcFile(), "<?xml version=\"1.0\"?>\n<UtcOffsets>" + offsets + "</UtcOffsets>\n");
+    }
+    void WriteOpenEnded(const std::string& value) {
+        WriteUtcFile("<offset endyear='0' endmonth='0' endday='0' value='" + value + "'/>");
     }
 };
 
 TEST_F(UtcOffsetFile, ShippedHistoryAgreesWithTheBuiltInTable) {
-    UseShippedFile();
+    WriteText(UtcFile(), ReadText(ubxtest::BinaryDir() / "resources/Manufact/manufact.utc"));
     CUtcOffset fromFile, fromTable;
     for (GpsTime time = GpsAt(1999, 8, 22, 12); time < GpsAt(2030, 1, 1); time.week += 3) {
         int fileOffset = 0, tableOffset = 0;
@@ -105,170 +68,63 @@ TEST_F(UtcOffsetFile, ShippedHistoryAgreesWithTheBuiltInTable) {
         ASSERT_TRUE(fromTable.GetBackupUtcOffset(time.seconds, time.week, tableOffset));
         EXPECT_EQ(fileOffset, tableOffset) << "week " << time.week;
     }
-    // At the leap seconds themselves, and beyond the end of the table.
-    struct Case {
-        GpsTime time;
-        int offset;
-    };
-    const Case cases[] = {
-        {GpsAt(2005, 12, 31, 23, 59, 59), 13}, {GpsAt(2006, 1, 1), 14}, {GpsAt(2016, 12, 31), 17},
-        {GpsAt(2017, 1, 1), 18},               {GpsAt(2030, 1, 1), 18}, {GpsAt(2060, 1, 1), 18},
-    };
-    for (const Case& c : cases) {
-        CUtcOffset lookup;
-        int offset = 0;
-        ASSERT_TRUE(lookup.GetUtcOffset(c.time, offset)) << lookup.GetErrorText();
-        EXPECT_EQ(offset, c.offset) << c.time.week << " " << c.time.seconds;
-        EXPECT_STREQ(lookup.GetErrorText(), "") << "the file answered, not the table";
-    }
+    // Around a leap second and beyond the table, the file answers, not the table.
+    EXPECT_EQ(Ask(GpsAt(2016, 12, 31)) + "|" + Ask(GpsAt(2017, 1, 1)) + "|" + Ask(GpsAt(2060, 1, 1)), "17 |18 |18 ");
 }
 
 TEST_F(UtcOffsetFile, FailuresFallBackOrReportTheirText) {
-    struct Case {
-        const char* label;
-        const char* elements;  // null: no file at all
-        GpsTime time;
-        bool found;
-        int offset;
-        const char* text;
-    };
-    const Case cases[] = {
-        {"no file", nullptr, GpsAt(2020, 5, 5), true, 18, kNoFile},
-        {"no file, no table row", nullptr, GpsAt(2031, 5, 5), false, -7, kBackupFailed},
-        {"not XML", "<offset", GpsAt(2020, 5, 5), true, 18, kNoFile},
-        {"no offset elements", "<other value='3'/>", GpsAt(2020, 5, 5), true, 18, kUnknown},
-        {"end day missing", "<offset endyear='2030' endmonth='1' value='3'/>", GpsAt(2020, 5, 5), true, 18,
-         kNoEndDate},
-        {"no attributes", "<offset/>", GpsAt(2020, 5, 5), true, 18, kNoEndDate},
-        {"list runs out", "<offset endyear='2010' endmonth='1' endday='1' value='3'/>", GpsAt(2020, 5, 5),
-         true, 18, kUnknown},
-        {"value missing", "<offset endyear='0' endmonth='0' endday='0'/>", GpsAt(2020, 5, 5), true, 18,
-         kUnknown},
-        {"empty end date is open-ended", "<offset endyear='' endmonth='' endday='' value='21'/>",
-         GpsAt(2020, 5, 5), true, 21, ""},
-        {"value not a number", "<offset endyear='0' endmonth='0' endday='0' value='abc'/>",
-         GpsAt(2020, 5, 5), false, -7, "invalid stoi argument"},
-        {"value too large", "<offset endyear='0' endmonth='0' endday='0' value='99999999999'/>",
-         GpsAt(2020, 5, 5), false, -7, "stoi argument out of range"},
-        {"end year not a number", "<offset endyear='soon' endmonth='1' endday='1' value='3'/>",
-         GpsAt(2020, 5, 5), false, -7, "invalid stoi argument"},
-        {"a leading number is read", "<offset endyear='0' endmonth='0' endday='0' value='19 s'/>",
-         GpsAt(2020, 5, 5), true, 19, ""},
-    };
-    for (const Case& c : cases) {
-        fs::remove(UtcFile());
-        if (c.elements != nullptr) WriteUtcFile(c.elements);
-        CUtcOffset lookup;
-        int offset = -7;
-        EXPECT_EQ(lookup.GetUtcOffset(c.time, offset), c.found) << c.label;
-        EXPECT_EQ(offset, c.offset) << c.label;
-        EXPECT_STREQ(lookup.GetErrorText(), c.text) << c.label;
-        EXPECT_EQ(lookup.IsValid(), c.found) << c.label;
+    for (const auto& [offsets, answer] : {
+             std::pair<const char*, std::string>{nullptr, kNoFile},  // no file at all
+             {"<offset", kNoFile},
+             {"<other value='3'/>", kUnknown},
+             {"<offset endyear='2030' endmonth='1' value='3'/>", kNoEndDate},
+             {"<offset/>", kNoEndDate},
+             {"<offset endyear='2010' endmonth='1' endday='1' value='3'/>", kUnknown},  // the list runs out
+             {"<offset endyear='0' endmonth='0' endday='0'/>", kUnknown},              // no value
+             {"<offset endyear='' endmonth='' endday='' value='21'/>", "21 "},  // an empty end date is open-ended
+             {"<offset endyear='0' endmonth='0' endday='0' value='abc'/>", "refused -7 invalid stoi argument"},
+             {"<offset endyear='0' endmonth='0' endday='0' value='9999999999'/>",
+              "refused -7 stoi argument out of range"}}) {
+        std::filesystem::remove(UtcFile());
+        if (offsets != nullptr) WriteUtcFile(offsets);
+        EXPECT_EQ(Ask(GpsAt(2020, 5, 5)), answer) << (offsets ? offsets : "no file");
     }
-}
-
-TEST_F(UtcOffsetFile, AnOffsetEndsAtTheStartOfItsEndDay) {
+    std::filesystem::remove(UtcFile());
+    EXPECT_EQ(Ask(GpsAt(2031, 5, 5)), "refused -7 Backup UTC offset code failed as well") << "no table row either";
+    // An offset ends at the start of its end day; document order rules, not the dates.
     WriteUtcFile("<offset endyear='2020' endmonth='1' endday='1' value='5'/>"
                  "<offset endyear='2010' endmonth='1' endday='1' value='4'/>"
                  "<offset endyear='0' endmonth='0' endday='0' value='6'/>");
-    struct Case {
-        GpsTime time;
-        int offset;
-    };
-    const Case cases[] = {
-        {GpsAt(2012, 1, 1), 5},  // document order rules, not the dates
-        {GpsAt(2019, 12, 31, 23, 59, 59.9), 5},
-        {GpsAt(2020, 1, 1), 6},
-    };
-    for (const Case& c : cases) {
-        CUtcOffset lookup;
-        int offset = 0;
-        ASSERT_TRUE(lookup.GetUtcOffset(c.time, offset));
-        EXPECT_EQ(offset, c.offset) << c.time.week << " " << c.time.seconds;
-    }
+    EXPECT_EQ(Ask(GpsAt(2012, 1, 1)) + "|" + Ask(GpsAt(2019, 12, 31, 23, 59, 59.9)) + "|" + Ask(GpsAt(2020, 1, 1)),
+              "5 |5 |6 ");
 }
 
-TEST_F(UtcOffsetFile, TimesBeforeWeek1024AreRefusedWithoutFallback) {
-    WriteUtcFile("<offset endyear='0' endmonth='0' endday='0' value='18'/>");
-    struct Case {
-        int week;
-        double seconds;
-        const char* text;
-    };
-    const Case cases[] = {
-        {1023, 345600.0, "Input GPS time not valid, UTC offset has not been altered"},
-        {-1, 0.0, "Input GPS time not valid, UTC offset has not been altered"},
-        {1024, -0.5, "Input GPS time is from before week 1024, UTC offset has not been altered"},
-    };
-    for (const Case& c : cases) {
-        CUtcOffset lookup;
-        GpsTime time;
-        time.week = static_cast<int16_t>(c.week);
-        time.seconds = c.seconds;
-        int offset = -7;
-        EXPECT_FALSE(lookup.GetUtcOffset(time, offset));
-        EXPECT_EQ(offset, -7);
-        EXPECT_STREQ(lookup.GetErrorText(), c.text);
-        EXPECT_FALSE(lookup.IsValid());
-    }
+TEST_F(UtcOffsetFile, TimesBeforeWeek1024AreRefusedAndPositiveAnswersCachedForTheDay) {
+    WriteOpenEnded("18");
+    EXPECT_EQ(Ask(GpsTime(1023, 345600.0)), "refused -7 Input GPS time not valid, UTC offset has not been altered");
+    GpsTime time(1024, 0.0);
+    time.seconds = -0.5;
+    EXPECT_EQ(Ask(time), "refused -7 Input GPS time is from before week 1024, UTC offset has not been altered");
     CUtcOffset lookup;
-    int offset = 0;
-    EXPECT_TRUE(lookup.GetUtcOffset(GpsAt(1999, 8, 22), offset)) << "the first full week is served";
+    EXPECT_EQ(Ask(GpsAt(1999, 8, 22), lookup), "18 ") << "the first full week is served";
     // A NaN second in the remembered week misses the cache without an
     // undefined conversion (the sanitizer build checks that).
-    GpsTime wild = GpsAt(1999, 8, 22);
-    wild.seconds = std::nan("");
-    lookup.GetUtcOffset(wild, offset);
-}
+    time = GpsAt(1999, 8, 22);
+    time.seconds = std::nan("");
+    Ask(time, lookup);
 
-TEST_F(UtcOffsetFile, PositiveCachedOffsetAnswersTheSameDayWithoutTheFile) {
-    WriteUtcFile("<offset endyear='0' endmonth='0' endday='0' value='25'/>");
-    CUtcOffset lookup;
-    int offset = 0;
-    ASSERT_TRUE(lookup.GetUtcOffset(GpsAt(2020, 6, 1, 0, 0, 1), offset));
-    ASSERT_EQ(offset, 25);
-
-    fs::remove(UtcFile());
-    ASSERT_TRUE(lookup.GetUtcOffset(GpsAt(2020, 6, 1, 23, 59, 59), offset));
-    EXPECT_EQ(offset, 25) << "same day: the cache answers";
-    EXPECT_STREQ(lookup.GetErrorText(), "");
-
-    ASSERT_TRUE(lookup.GetUtcOffset(GpsAt(2020, 6, 2), offset));
-    EXPECT_EQ(offset, 18) << "next day: the file is asked, and the table answers";
-    EXPECT_STREQ(lookup.GetErrorText(), kNoFile);
-
-    // Same day of the week one week on is another day.
-    WriteUtcFile("<offset endyear='0' endmonth='0' endday='0' value='26'/>");
-    ASSERT_TRUE(lookup.GetUtcOffset(GpsAt(2020, 6, 9), offset));
-    EXPECT_EQ(offset, 26);
-}
-
-TEST_F(UtcOffsetFile, CachedOffsetOfZeroOrBelowIsLookedUpAgain) {
-    for (const char* stored : {"0", "-3"}) {
-        WriteUtcFile(std::string("<offset endyear='0' endmonth='0' endday='0' value='") + stored + "'/>");
-        CUtcOffset lookup;
-        int offset = 99;
-        ASSERT_TRUE(lookup.GetUtcOffset(GpsAt(2020, 6, 1), offset));
-        ASSERT_EQ(offset, std::stoi(stored));
-        WriteUtcFile("<offset endyear='0' endmonth='0' endday='0' value='7'/>");
-        ASSERT_TRUE(lookup.GetUtcOffset(GpsAt(2020, 6, 1, 6), offset));
-        EXPECT_EQ(offset, 7) << stored;
-    }
-}
-
-TEST_F(SettingsWorld, InstalledTreeFindsTheShippedOffsets) {
-    // An installation as cmake --install lays it out: PREFIX/bin beside
-    // PREFIX/resources. The build tree has the same shape.
-    fs::create_directories(At("prefix"));
-    fs::copy(ubxtest::BinaryDir() / "resources", At("prefix/resources"), fs::copy_options::recursive);
-    Host("prefix/bin");
-    {
-        const CProductSettings settings;
-        EXPECT_EQ(settings.GetManufactDir(), At("prefix/resources/Manufact"));
-    }
-    CUtcOffset lookup;
-    int offset = 0;
-    ASSERT_TRUE(lookup.GetUtcOffset(GpsAt(2024, 2, 29), offset));
-    EXPECT_EQ(offset, 18);
-    EXPECT_STREQ(lookup.GetErrorText(), "");
+    // Only a positive offset is cached, and only for the same day.
+    WriteOpenEnded("25");
+    lookup = CUtcOffset();
+    ASSERT_EQ(Ask(GpsAt(2020, 6, 1, 0, 0, 1), lookup), "25 ");
+    std::filesystem::remove(UtcFile());
+    EXPECT_EQ(Ask(GpsAt(2020, 6, 1, 23, 59, 59), lookup), "25 ") << "same day: the cache answers";
+    EXPECT_EQ(Ask(GpsAt(2020, 6, 2), lookup), kNoFile) << "next day: the file is asked";
+    WriteOpenEnded("26");
+    EXPECT_EQ(Ask(GpsAt(2020, 6, 9), lookup).substr(0, 3), "26 ") << "the same weekday a week on is another day";
+    WriteOpenEnded("0");
+    CUtcOffset zero;
+    ASSERT_EQ(Ask(GpsAt(2020, 6, 1), zero), "0 ");
+    WriteOpenEnded("7");
+    EXPECT_EQ(Ask(GpsAt(2020, 6, 1, 6), zero), "7 ") << "an offset of 0 is asked again";
 }
