@@ -3,32 +3,18 @@
 #include <algorithm>
 #include <cmath>
 
+#include "simulation/FieldScaling.h"
+
 namespace simulation {
 
 namespace {
 
-constexpr double kPi = 3.141592653589793;
 constexpr uint32_t kPreamble = 0x712;
 constexpr int kWordBits = 30;
 constexpr uint32_t kSowModulus = 604800;
 constexpr uint32_t kGenerator = 0x13;  // x^4 + x + 1
 constexpr double kTgdUnit = 0.1;
 constexpr double kNanosecond = 1e-9;
-
-double P2(int exponent) { return std::ldexp(1.0, exponent); }
-
-int64_t Clamp(int64_t v, int bits, bool isSigned) {
-    const int64_t lo = isSigned ? -(int64_t{1} << (bits - 1)) : 0;
-    const int64_t hi = isSigned ? (int64_t{1} << (bits - 1)) - 1 : (int64_t{1} << bits) - 1;
-    return std::clamp(v, lo, hi);
-}
-int32_t SignedRaw(double value, double unit, int bits) {
-    return static_cast<int32_t>(Clamp(std::llround(value / unit), bits, true));
-}
-uint32_t UnsignedRaw(double value, double unit, int bits) {
-    return static_cast<uint32_t>(Clamp(std::llround(value / unit), bits, false));
-}
-int32_t AngleRaw(double radians, int exponent, int bits) { return SignedRaw(radians / kPi, P2(exponent), bits); }
 
 // The integers that the subframes hold.
 struct BdsRaw {
@@ -48,13 +34,13 @@ BdsRaw ToRaw(const BdsEphemerisRecord& r) {
     b.aode = static_cast<uint32_t>(k.IODE) & 0x1F;
     b.urai = static_cast<uint32_t>(r.urai) & 0xF;
     b.satH1 = static_cast<uint32_t>(r.satH1) & 1;
-    b.sqrtA = UnsignedRaw(k.sqrtA, P2(-19), 32);
-    b.e = UnsignedRaw(k.e, P2(-33), 32);
-    b.tgd1 = SignedRaw(k.TGD, kTgdUnit * kNanosecond, 10);
-    b.tgd2 = SignedRaw(r.tgd2, kTgdUnit * kNanosecond, 10);
-    b.af0 = SignedRaw(k.af0, P2(-33), 24);
-    b.af1 = SignedRaw(k.af1, P2(-50), 22);
-    b.af2 = SignedRaw(k.af2, P2(-66), 11);
+    b.sqrtA = UnsignedRawUnit(k.sqrtA, P2(-19), 32);
+    b.e = UnsignedRawUnit(k.e, P2(-33), 32);
+    b.tgd1 = SignedRawUnit(k.TGD, kTgdUnit * kNanosecond, 10);
+    b.tgd2 = SignedRawUnit(r.tgd2, kTgdUnit * kNanosecond, 10);
+    b.af0 = SignedRawUnit(k.af0, P2(-33), 24);
+    b.af1 = SignedRawUnit(k.af1, P2(-50), 22);
+    b.af2 = SignedRawUnit(k.af2, P2(-66), 11);
     b.i0 = AngleRaw(k.i0, -31, 32);
     b.omega0 = AngleRaw(k.Omega0, -31, 32);
     b.omega = AngleRaw(k.omega, -31, 32);
@@ -62,12 +48,12 @@ BdsRaw ToRaw(const BdsEphemerisRecord& r) {
     b.deltaN = AngleRaw(k.deltaN, -43, 16);
     b.omegaDot = AngleRaw(k.OmegaDot, -43, 24);
     b.idot = AngleRaw(k.IDOT, -43, 14);
-    b.cuc = SignedRaw(k.Cuc, P2(-31), 18);
-    b.cus = SignedRaw(k.Cus, P2(-31), 18);
-    b.cic = SignedRaw(k.Cic, P2(-31), 18);
-    b.cis = SignedRaw(k.Cis, P2(-31), 18);
-    b.crc = SignedRaw(k.Crc, P2(-6), 18);
-    b.crs = SignedRaw(k.Crs, P2(-6), 18);
+    b.cuc = SignedRawUnit(k.Cuc, P2(-31), 18);
+    b.cus = SignedRawUnit(k.Cus, P2(-31), 18);
+    b.cic = SignedRawUnit(k.Cic, P2(-31), 18);
+    b.cis = SignedRawUnit(k.Cis, P2(-31), 18);
+    b.crc = SignedRawUnit(k.Crc, P2(-6), 18);
+    b.crs = SignedRawUnit(k.Crs, P2(-6), 18);
     return b;
 }
 

@@ -3,11 +3,12 @@
 #include <algorithm>
 #include <cmath>
 
+#include "simulation/FieldScaling.h"
+
 namespace simulation {
 
 namespace {
 
-constexpr double kPi = 3.141592653589793;
 constexpr uint32_t kCrc24qPolynomial = 0x864CFB;  // x^24 term implied
 constexpr int kPagePairBits = 256;
 constexpr int kOddPageBit = 128;
@@ -15,21 +16,6 @@ constexpr int kEvenCrcBits = 114;
 constexpr int kOddCrcBits = 82;
 constexpr uint32_t kWeekModulus = 4096;
 constexpr uint32_t kTowModulus = 604800;
-
-double P2(int exponent) { return std::ldexp(1.0, exponent); }
-
-int64_t Clamp(int64_t v, int bits, bool isSigned) {
-    const int64_t lo = isSigned ? -(int64_t{1} << (bits - 1)) : 0;
-    const int64_t hi = isSigned ? (int64_t{1} << (bits - 1)) - 1 : (int64_t{1} << bits) - 1;
-    return std::clamp(v, lo, hi);
-}
-int32_t SignedRaw(double value, int exponent, int bits) {
-    return static_cast<int32_t>(Clamp(std::llround(value / P2(exponent)), bits, true));
-}
-uint32_t UnsignedRaw(double value, int exponent, int bits) {
-    return static_cast<uint32_t>(Clamp(std::llround(value / P2(exponent)), bits, false));
-}
-int32_t AngleRaw(double radians, int exponent, int bits) { return SignedRaw(radians / kPi, exponent, bits); }
 
 // Bits of a big-endian bit string.
 void PutBits(uint8_t* bytes, int offset, int count, uint32_t value) {

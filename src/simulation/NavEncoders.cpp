@@ -2,13 +2,14 @@
 
 #include <algorithm>
 #include <cmath>
+
+#include "simulation/FieldScaling.h"
 #include <initializer_list>
 
 namespace simulation {
 
 namespace {
 
-constexpr double kPi = 3.141592653589793;
 constexpr uint32_t kPreamble = 0x8B;
 constexpr int kWordBits = 30;
 constexpr int kDataBits = 24;
@@ -37,22 +38,6 @@ uint32_t ParityMask(const ParityRule& rule) {
 }
 
 int PopParity(uint32_t v) { return __builtin_popcount(v) & 1; }
-
-double P2(int exponent) { return std::ldexp(1.0, exponent); }
-
-int64_t Clamp(int64_t v, int bits, bool isSigned) {
-    const int64_t lo = isSigned ? -(int64_t{1} << (bits - 1)) : 0;
-    const int64_t hi = isSigned ? (int64_t{1} << (bits - 1)) - 1 : (int64_t{1} << bits) - 1;
-    return std::clamp(v, lo, hi);
-}
-
-int32_t SignedRaw(double value, int exponent, int bits) {
-    return static_cast<int32_t>(Clamp(std::llround(value / P2(exponent)), bits, true));
-}
-uint32_t UnsignedRaw(double value, int exponent, int bits) {
-    return static_cast<uint32_t>(Clamp(std::llround(value / P2(exponent)), bits, false));
-}
-int32_t AngleRaw(double radians, int exponent, int bits) { return SignedRaw(radians / kPi, exponent, bits); }
 
 // The integers that the subframes hold.
 struct LnavRaw {
