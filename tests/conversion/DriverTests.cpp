@@ -1,8 +1,8 @@
 // What a host sees. One call of ConvertFile turns a log into the .trv, .epp and .sta files beside each other (their
 // names made from the host's one name by replacing its extension, with either folder separator), reports progress
 // per 2048-byte block, passes only the words the host asked for, stops on an abort with complete files, and refuses
-// what it cannot do before anything is written. A quick probe tells whether a file holds UBX frames. (The library as a
-// host loads it is run by the command-line program's tests.)
+// what it cannot do before anything is written. A quick probe tells whether a file holds UBX frames. (ExportsTests
+// loads the shared library as a host does.)
 #include <algorithm>
 #include <cstring>
 #include <filesystem>
