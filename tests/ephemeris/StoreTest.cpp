@@ -6,6 +6,7 @@
 #include <cmath>
 #include <fstream>
 #include <sstream>
+#include <string_view>
 
 #include "Samples.h"
 #include "ephemeris/EphemerisFile.h"
@@ -336,7 +337,7 @@ TEST_F(EppFileTest, AcceptsTheThreeMagicsAndRefusesThe870Layout) {
     for (const auto& c : cases) {
         std::remove(path.c_str()); store.ClearRecords(true);
         char errorText[kEphemerisMessageSize] = "", words[600]; const bool read = c.words == reading;
-        const std::string body = c.header && c.header[4] == 'R' ? older : kGpsRecord;
+        const std::string body = std::string_view(c.header ? c.header : "").starts_with("$EPHREC") ? older : kGpsRecord;
         const std::string text = c.header && *c.header ? c.header + ("\n" + body) : "";
         EXPECT_EQ(c.header ? Load(text, errorText) : LoadEphemerisFile(store, path.c_str(), true, errorText), read);
         std::snprintf(words, sizeof words, c.words.c_str(), path.c_str());
