@@ -269,6 +269,15 @@ TEST_F(TrvFileTest, HeaderUpdatesCountAndWriteOnlyChanges) {
     EXPECT_TRUE(Open().ReceiverType() == 26 && trv.IsTrimbleData() && trv.IsPreprocessed() && trv.EpochCount() == 4);
     EXPECT_STREQ(trv.ReceiverName(), "ZED-F9P");
     EXPECT_EQ(At<double>(ReadBytes(path), 104), 1.0);
+    trv.Close();
+    // Data from RINEX counts as Trimble data by its receiver name alone.
+    const int rinex = 6;
+    for (auto [name, trimbleData] : {std::pair{"trimble NetR9", true}, {"ZED-F9P", false}}) {
+        EXPECT_GE(Open(kTrvReadWrite).UpdateHeaderInfo(name, &rinex, false, 0, 0, 1.0, nullptr, nullptr), 0);
+        trv.Close();
+        EXPECT_EQ(Open().IsTrimbleData(), trimbleData) << name;
+        trv.Close();
+    }
 }
 
 TEST(TrvTimeRange, ValidityAndWeekResolution) {
