@@ -242,7 +242,6 @@ Bytes BuildSampleLog(const SampleLogOptions& opt, SampleLogStats* stats) {
     if (opt.clutter) log.Add(Garbage(700, opt.seed));
 
     std::vector<RawxBlock> blocks;
-    std::vector<RawBlock> rawBlocks;
     for (int e = 0; e < opt.epochs; ++e) {
         const double t = opt.startTow + e * opt.interval;
         const double clock = opt.clockBias + 1e-9 * e * opt.interval;   // slow drift
@@ -254,9 +253,7 @@ Bytes BuildSampleLog(const SampleLogOptions& opt, SampleLogStats* stats) {
         ++counts.positions;
 
         blocks.clear();
-        rawBlocks.clear();
         for (const Orbits& o : kOrbits) {
-            if (!opt.rawx && o.gnssId != 0) continue;
             if (opt.systems.find(SystemLetter(o.gnssId)) == std::string::npos) continue;
             for (int s = 0; s < o.satellites; ++s) {
                 Vec3 sat = SatellitePosition(o, s, t);
@@ -266,45 +263,29 @@ Bytes BuildSampleLog(const SampleLogOptions& opt, SampleLogStats* stats) {
                 double rate = (Norm(SatellitePosition(o, s, t + 0.5) - station) -
                                Norm(SatellitePosition(o, s, t - 0.5) - station));
                 int channel = o.gnssId == 6 ? GlonassChannel(s) : 0;
-                for (int f = 0; f < (opt.rawx ? 2 : 1); ++f) {
+                for (int f = 0; f < 2; ++f) {
                     double freq = o.frequencies[f] + channel * o.glonassSpacing[f];
                     double lambda = kLight / freq;
                     double pr = range + kLight * clock;
-                    if (opt.rawx) {
-                        RawxBlock b;
-                        b.prMes = pr;
-                        b.cpMes = pr / lambda + 1000.0 * (s + 1);
-                        b.doMes = static_cast<float>(-rate / lambda);
-                        b.gnssId = o.gnssId;
-                        b.svId = static_cast<uint8_t>(s + 1);
-                        b.sigId = o.sigIds[f];
-                        b.freqId = static_cast<uint8_t>(channel + 7);
-                        b.locktime = static_cast<uint16_t>(std::min(64500.0, (e + 1) * opt.interval * 1000.0));
-                        b.cno = static_cast<uint8_t>(35 + (s * 3) % 15 - 3 * f);
-                        b.prStdev = 4;
-                        b.cpStdev = 2;
-                        b.trkStat = 7;
-                        blocks.push_back(b);
-                    } else if (rawBlocks.size() < 16) {
-                        RawBlock b;
-                        b.prMes = pr;
-                        b.cpMes = pr / lambda + 1000.0 * (s + 1);
-                        b.doMes = static_cast<float>(-rate / lambda);
-                        b.sv = static_cast<uint8_t>(s + 1);
-                        b.cno = static_cast<int8_t>(35 + (s * 3) % 15);
-                        rawBlocks.push_back(b);
-                    }
+                    RawxBlock b;
+                    b.prMes = pr;
+                    b.cpMes = pr / lambda + 1000.0 * (s + 1);
+                    b.doMes = static_cast<float>(-rate / lambda);
+                    b.gnssId = o.gnssId;
+                    b.svId = static_cast<uint8_t>(s + 1);
+                    b.sigId = o.sigIds[f];
+                    b.freqId = static_cast<uint8_t>(channel + 7);
+                    b.locktime = static_cast<uint16_t>(std::min(64500.0, (e + 1) * opt.interval * 1000.0));
+                    b.cno = static_cast<uint8_t>(35 + (s * 3) % 15 - 3 * f);
+                    b.prStdev = 4;
+                    b.cpStdev = 2;
+                    b.trkStat = 7;
+                    blocks.push_back(b);
                 }
             }
         }
-        if (opt.rawx) {
-            log.Add(MakeRxmRawx(t, static_cast<uint16_t>(opt.week), blocks));
-            counts.signals += static_cast<int>(blocks.size());
-        } else {
-            log.Add(MakeRxmRaw(static_cast<int32_t>(std::lround(t * 1000.0)), static_cast<int16_t>(opt.week),
-                               rawBlocks));
-            counts.signals += static_cast<int>(rawBlocks.size());
-        }
+        log.Add(MakeRxmRawx(t, static_cast<uint16_t>(opt.week), blocks));
+        counts.signals += static_cast<int>(blocks.size());
         ++counts.epochs;
 
         if (opt.markEvery > 0 && e % opt.markEvery == opt.markEvery / 2) {
@@ -326,16 +307,6 @@ Bytes BuildSampleLog(const SampleLogOptions& opt, SampleLogStats* stats) {
     if (opt.clutter) log.Add(Bytes{0xB5, 0x62, 0x02, 0x15, 0x40});   // cut mid-frame, as logs end
     if (stats) *stats = counts;
     return log.Data();
-}
-
-bool SampleSatellitePosition(uint8_t gnssId, int svId, double tow, double xyz[3]) {
-    for (const Orbits& o : kOrbits) {
-        if (o.gnssId != gnssId || svId < 1 || svId > o.satellites) continue;
-        const Vec3 p = SatellitePosition(o, svId - 1, tow);
-        xyz[0] = p.x, xyz[1] = p.y, xyz[2] = p.z;
-        return true;
-    }
-    return false;
 }
 
 }  // namespace simulation

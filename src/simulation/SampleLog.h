@@ -19,7 +19,6 @@ struct SampleLogOptions {
     double longitude = 21.0122;       // degrees
     double height = 110.0;            // metres
     double clockBias = 1.5e-4;        // receiver clock, seconds
-    bool rawx = true;                 // RXM-RAWX multi-GNSS; false: RXM-RAW GPS only
     int markEvery = 30;               // a TIM-TM2 every N epochs; 0 none
     bool clutter = true;              // NMEA, unknown records, damaged frames, garbage
     bool navigation = true;           // RXM-SFRBX of GPS, Galileo, BeiDou (D1) and GLONASS every 30 s
@@ -35,9 +34,5 @@ struct SampleLogStats {
 };
 
 Bytes BuildSampleLog(const SampleLogOptions& options, SampleLogStats* stats = nullptr);
-
-// Where the sample puts a satellite (u-blox gnssId and svId) at a GPS time
-// of week, Earth-fixed, metres; false for a satellite it does not have.
-bool SampleSatellitePosition(uint8_t gnssId, int svId, double tow, double xyz[3]);
 
 }  // namespace simulation
