@@ -13,6 +13,8 @@
 #include "timebase/GpsTime.h"
 
 class CUtcOffset;
+class CSatelliteAntennaPCVCorrection;
+struct GeodeticPosition;
 
 // Klobuchar coefficients of the GPS navigation message.
 struct IonosphereModelRecord {
@@ -80,6 +82,20 @@ public:
     // Picks the record of a vector for a time, starting at cursor, which it
     // moves; false when none is usable.
     static bool SelectRecord(const std::vector<GNSS::IEphemeris*>& records, int32_t& cursor, const GpsTime& time);
+
+    // The broadcast Klobuchar model at the receiver: delay in metres,
+    // negative, to be added to the pseudorange of L1. False with "No valid
+    // broadcast GPS ephemeris ionospheric model." when none is held.
+    // elevation and azimuth in radians.
+    bool KlobucharDelay(const GpsTime& time, const GeodeticPosition& geodetic, double elevation, double azimuth,
+                        double& delay, char* errorText) const;
+    // KlobucharDelay screened by receiver height: none above the
+    // ionosphere, and a report for heights inside it.
+    bool IonosphereDelay(const GpsTime& time, const GeodeticPosition& geodetic, double elevation, double azimuth,
+                         double& delay, char* errorText);
+    // Gives every record the orbit class of its satellite at its reference
+    // time, so that geostationary satellites are known.
+    void SetSatelliteTypes(const CSatelliteAntennaPCVCorrection& antennaData);
 
     int GetGlonassChannel(const SatelliteId& satellite) const;
     bool HasRecords(const SatelliteId& satellite) const;

@@ -1,0 +1,23 @@
+#pragma once
+// Saastamoinen tropospheric delay with a built-in climatology of
+// temperature and pressure by latitude, height and season.
+#include <cstdint>
+
+#include "rawfile/GnssEpoch.h"
+#include "timebase/GpsTime.h"
+
+class CTroposphereModel {
+public:
+    // Metres, positive, to be subtracted from the pseudorange; 0 for an
+    // unusable position, a height above 15 km, or a value beyond 25 m.
+    // elevation in radians.
+    double Delay(const GpsTime& time, const GeodeticPosition& geodetic, double elevation) const;
+    // latitude in radians, height in kilometres; temperature in degrees
+    // Celsius, pressure in millibars, humidity a fraction.
+    void StandardAtmosphere(double& temperature, double& pressure, double& humidity, double latitude,
+                            double height, int mjd, double dayFraction) const;
+
+    double kelvinOffset = 273.15;
+    double yearLength = 365.242191;   // days
+    int32_t referenceMjd = 51545;
+};
