@@ -62,8 +62,8 @@ void CTroposphereModel::StandardAtmosphere(double& temperature, double& pressure
     const double phase = std::modf((mjd - referenceMjd + dayFraction) / yearLength, &wholeYears);
     const double season = 2.0 * kPi * phase;
     const double sinLat = std::sin(latitude);
-    temperature = sinLat * (3.3 * height - 14.3) * std::cos(season) + (48.4 * std::cos(latitude) - 3.1 * height - 20.5) +
-                  sinLat * (1.1 * height - 4.7) * std::sin(season);
+    temperature = sinLat * (3.3 * height - 14.3) * std::cos(season) +
+                  (48.4 * std::cos(latitude) - 3.1 * height - 20.5) + sinLat * (1.1 * height - 4.7) * std::sin(season);
     const double kelvin = temperature + kelvinOffset;
     pressure = kSeaLevelPressure * std::pow(kelvin / (kLapseRate * height + kelvin), kPressureExponent);
     humidity = kRelativeHumidity;
