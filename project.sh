@@ -62,7 +62,7 @@ fuzz)
     # Only the fuzz targets: they link the core statically.
     CXX=clang++ cmake -S . -B build-fuzz -DCMAKE_BUILD_TYPE=RelWithDebInfo -DUBLOX2TRV_FUZZ=ON \
         -DUBLOX2TRV_TESTS=OFF -DUBLOX2TRV_BENCHMARKS=OFF >/dev/null
-    cmake --build build-fuzz -j "$JOBS" --target fuzz_decode_byte fuzz_trv_file fuzz_nav_assemblers fuzz_epp_file
+    cmake --build build-fuzz -j "$JOBS" --target fuzz_decode_byte fuzz_trv_file fuzz_nav_assemblers fuzz_epp_file fuzz_antex
     for target in build-fuzz/bin/fuzz_*; do
         name=$(basename "$target")
         mkdir -p "build-fuzz/corpus/$name"

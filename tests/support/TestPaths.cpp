@@ -6,11 +6,15 @@
 
 namespace ubxtest {
 
-std::filesystem::path SharedUbxDir() {
-    std::filesystem::path dir = std::filesystem::path(UBLOX2TRV_SHARED_DATA_DIR) / "ubx";
+static std::filesystem::path SharedDataDir(const char* name) {
+    std::filesystem::path dir = std::filesystem::path(UBLOX2TRV_SHARED_DATA_DIR) / name;
     std::error_code ec;
     return std::filesystem::is_directory(dir, ec) ? dir : std::filesystem::path();
 }
+
+std::filesystem::path SharedUbxDir() { return SharedDataDir("ubx"); }
+
+std::filesystem::path SharedAntexDir() { return SharedDataDir("antex"); }
 
 std::filesystem::path BinaryDir() { return UBLOX2TRV_BINARY_DIR; }
 
