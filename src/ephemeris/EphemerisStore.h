@@ -97,7 +97,10 @@ public:
     // time, so that geostationary satellites are known.
     void SetSatelliteTypes(const CSatelliteAntennaPCVCorrection& antennaData);
 
+    // -8 when the satellite has no record.
     int GetGlonassChannel(const SatelliteId& satellite) const;
+    // Channels -7 to +6 are the ones the GLONASS frequency plan assigns.
+    static bool IsValidGlonassChannel(int channel) { return channel >= -7 && channel <= 6; }
     bool HasRecords(const SatelliteId& satellite) const;
     // An empty list for an invalid satellite.
     const std::vector<GNSS::IEphemeris*>& GetRecords(const SatelliteId& satellite) const;
