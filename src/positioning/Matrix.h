@@ -94,6 +94,8 @@ public:
 
     int Rows() const { return rowCount; }
     int Columns() const { return columnCount; }
+    int RowCapacity() const { return rowCapacity; }
+    int ColumnCapacity() const { return columnCapacity; }
     double* operator[](int row) { return rows[row]; }
     const double* operator[](int row) const { return rows[row]; }
 
