@@ -55,7 +55,9 @@ bench)
     configure_and_build build -DCMAKE_BUILD_TYPE=Release
     build/bin/bench_conversion --benchmark_counters_tabular=true
     build/bin/bench_ephemeris
+    build/bin/bench_positioning --benchmark_counters_tabular=true
     python3 bench/compare_convbin.py build
+    python3 bench/compare_rnx2rtkp.py build --speed
     ;;
 fuzz)
     install_packages clang libclang-rt-14-dev

@@ -5,7 +5,8 @@
 // tenth of the input otherwise, so that logs stay readable.
 class CProgressBar {
 public:
-    explicit CProgressBar(FILE* stream);
+    // unit names what done and total count: "bytes", "epochs".
+    explicit CProgressBar(FILE* stream, const char* unit = "bytes");
     void Update(long long done, long long total);
     // Ends the bar's line before other text is printed.
     void Break();
@@ -13,6 +14,7 @@ public:
 
 private:
     FILE* stream;
+    const char* unit;
     bool terminal;
     bool lineOpen = false;
     int lastShown = -1;

@@ -19,6 +19,7 @@ const char kUsage[] =
     "  info FILE.epp              ephemerides of an ephemeris file by satellite\n"
     "  dump FILE.trv              epochs of a raw file as text, one signal a line\n"
     "  orbit FILE.epp SAT TIME    satellite position, velocity and clock at a time\n"
+    "  position FILE.trv          single point positions of every epoch (see --help)\n"
     "  simulate -o LOG.ubx        write a synthetic log (see 'ublox2trv simulate --help')\n";
 
 struct Command {
@@ -33,6 +34,7 @@ constexpr Command kCommands[] = {
     {"dump", RunDump},
     {"orbit", RunOrbit},
     {"simulate", RunSimulate},
+    {"position", RunPosition},
 };
 
 }  // namespace
