@@ -7,7 +7,7 @@
 // navigation messages, each constellation's own constant of gravitation and
 // Earth rotation rate, and so no deltaN and no OmegaDot. Only the mean
 // anomaly at a later toe, or a node in a later week, is rounded onto its
-// grid (at most 2e-9 rad). GLONASS satellites follow the equations of motion
+// grid (at most 7e-10 rad, 2 cm along the orbit). GLONASS satellites follow the equations of motion
 // of their ICD from a state that its message carries exactly at the first
 // tb; later state vectors are samples of that same path, rounded onto the
 // message's grid (0.5 m, 1 mm/s). Satellite clocks are lines whose broadcast
