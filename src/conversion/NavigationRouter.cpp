@@ -15,6 +15,7 @@
 #include "navmsg/BeiDouD1NavigationMessage.h"
 #include "navmsg/GalileoINavNavigationMessage.h"
 #include "navmsg/GlonassNavigationMessage.h"
+#include "navmsg/GpsIonosphereDecoder.h"
 #include "navmsg/GpsNavigationMessage.h"
 #include "navmsg/INavigationMessage.h"
 #include "navmsg/QzssNavigationMessage.h"
@@ -191,6 +192,20 @@ int RouteKeplerUnit(const KeplerRoute& route, int svId, const uint8_t* words, in
     return FinishEphemeris(*assembler, route.constellation, svId, 0, name);
 }
 
+// Subframe 4 page 18 carries the broadcast ionospheric model. The first page
+// that passes its parity stands for the whole conversion: the coefficients
+// change a few times a week at most, and one model is what the .epp holds.
+// The assembler still sees the subframe, and no message is added.
+void KeepGpsIonosphere(const uint8_t* words, int numWords) {
+    CEphemerisStore* store = portArray->ephemerisStore;
+    if (store == nullptr || numWords != kLnavWordCount || (store->Ionosphere().flags & kIonosphereModelValid) != 0)
+        return;
+    uint32_t lnav[kLnavWordCount];
+    for (int w = 0; w < kLnavWordCount; ++w) lnav[w] = WordAt(words, w);
+    IonosphereModelRecord model{};
+    if (DecodeGpsIonosphere(lnav, model)) store->SetIonosphere(model);
+}
+
 int RouteGlonassString(int svId, int freqId, const uint8_t* words, int numWords) {
     if (numWords < 4) {
         Note("RXM-SFRBX: Cannot decode GLONASS string. No superframe/frame information in record");
@@ -284,7 +299,9 @@ int DecodeRxmSfrbx(StationRecord* /*record*/) {
     const uint8_t* words = frame + kWordsAt;
 
     switch (gnssId) {
-        case kUbxGps: return RouteKeplerUnit(kGpsRoute, svId, words, numWords);
+        case kUbxGps:
+            KeepGpsIonosphere(words, numWords);
+            return RouteKeplerUnit(kGpsRoute, svId, words, numWords);
         case kUbxSbas: Note("RXM-SFRBX: SBAS unsupported constellation"); return kDecodeNothing;
         case kUbxGalileo: return RouteKeplerUnit(kGalileoRoute, svId, words, numWords);
         case kUbxBeiDou: return RouteKeplerUnit(kBeiDouRoute, svId, words, numWords);

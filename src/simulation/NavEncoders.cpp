@@ -4,7 +4,6 @@
 #include <cmath>
 
 #include "simulation/FieldScaling.h"
-#include <initializer_list>
 
 namespace simulation {
 
@@ -15,29 +14,6 @@ constexpr int kWordBits = 30;
 constexpr int kDataBits = 24;
 constexpr uint32_t kDataMask = 0xFFFFFF;
 constexpr uint32_t kTowCountModulus = 100800;  // 6 s counts in a week
-
-// Data bits d1..d24 that enter each parity bit (IS-GPS-200 table 20-XIV),
-// and which of D29* (29) or D30* (30) joins them.
-struct ParityRule {
-    int previous;
-    std::initializer_list<int> bits;
-};
-const ParityRule kParityRules[6] = {
-    {29, {1, 2, 3, 5, 6, 10, 11, 12, 13, 14, 17, 18, 20, 23}},
-    {30, {2, 3, 4, 6, 7, 11, 12, 13, 14, 15, 18, 19, 21, 24}},
-    {29, {1, 3, 4, 5, 7, 8, 12, 13, 14, 15, 16, 19, 20, 22}},
-    {30, {2, 4, 5, 6, 8, 9, 13, 14, 15, 16, 17, 20, 21, 23}},
-    {30, {1, 3, 5, 6, 7, 9, 10, 14, 15, 16, 17, 18, 21, 22, 24}},
-    {29, {3, 5, 6, 8, 9, 10, 11, 13, 15, 19, 22, 23, 24}},
-};
-
-uint32_t ParityMask(const ParityRule& rule) {
-    uint32_t mask = 0;
-    for (int d : rule.bits) mask |= 1u << (kDataBits - d);
-    return mask;
-}
-
-int PopParity(uint32_t v) { return __builtin_popcount(v) & 1; }
 
 // The integers that the subframes hold.
 struct LnavRaw {
@@ -137,17 +113,6 @@ KeplerElements QuantiseLnav(const KeplerElements& k) {
     return q;
 }
 
-uint32_t LnavParity(uint32_t data24, uint32_t previousWord) {
-    const uint32_t d29 = (previousWord >> 1) & 1u;
-    const uint32_t d30 = previousWord & 1u;
-    uint32_t parity = 0;
-    for (const ParityRule& rule : kParityRules) {
-        const uint32_t star = rule.previous == 29 ? d29 : d30;
-        parity = (parity << 1) | (star ^ static_cast<uint32_t>(PopParity(data24 & ParityMask(rule))));
-    }
-    return parity;
-}
-
 uint32_t TransmittedWord(uint32_t word, uint32_t previousWord) {
     if ((previousWord & 1u) == 0) return word;
     return word ^ (kDataMask << 6);
@@ -232,6 +197,56 @@ LnavWords EncodeAlmanacStub(int subframeId, uint32_t towCount, int pageSvId) {
     return FinishLnavSubframe(s.data);
 }
 
+namespace {
+
+// Scale factors of page 18 as powers of two.
+constexpr int kAlphaExponents[4] = {-30, -27, -24, -24};
+constexpr int kBetaExponents[4] = {11, 14, 16, 16};
+constexpr int kA0Exponent = -30;
+constexpr int kA1Exponent = -50;
+constexpr int kTotExponent = 12;
+constexpr int kIonosphereUtcSvId = 56;
+
+}  // namespace
+
+LnavIonosphereUtc QuantiseIonosphereUtc(const LnavIonosphereUtc& in) {
+    LnavIonosphereUtc q = in;
+    for (int n = 0; n < 4; ++n) {
+        q.alpha[n] = SignedRaw(in.alpha[n], kAlphaExponents[n], 8) * P2(kAlphaExponents[n]);
+        q.beta[n] = SignedRaw(in.beta[n], kBetaExponents[n], 8) * P2(kBetaExponents[n]);
+    }
+    q.A0 = SignedRaw(in.A0, kA0Exponent, 32) * P2(kA0Exponent);
+    q.A1 = SignedRaw(in.A1, kA1Exponent, 24) * P2(kA1Exponent);
+    q.tot = static_cast<int>(UnsignedRaw(in.tot, kTotExponent, 8)) << kTotExponent;
+    q.deltaTls = static_cast<int>(Clamp(in.deltaTls, 8, true));
+    q.deltaTlsf = static_cast<int>(Clamp(in.deltaTlsf, 8, true));
+    q.DN = static_cast<int>(Clamp(in.DN, 8, false));
+    return q;
+}
+
+LnavWords EncodeIonosphereUtcPage(const LnavIonosphereUtc& page, uint32_t towCount) {
+    SubframeData s = Header(4, towCount, false, false);
+    s.Put(61, 2, 1);  // data ID of LNAV
+    s.Put(63, 6, kIonosphereUtcSvId);
+    constexpr int kAlphaBits[4] = {69, 77, 91, 99};
+    constexpr int kBetaBits[4] = {107, 121, 129, 137};
+    for (int n = 0; n < 4; ++n) {
+        s.PutSigned(kAlphaBits[n], 8, SignedRaw(page.alpha[n], kAlphaExponents[n], 8));
+        s.PutSigned(kBetaBits[n], 8, SignedRaw(page.beta[n], kBetaExponents[n], 8));
+    }
+    s.PutSigned(151, 24, SignedRaw(page.A1, kA1Exponent, 24));
+    const auto a0 = static_cast<uint32_t>(SignedRaw(page.A0, kA0Exponent, 32));
+    s.Put(181, 24, a0 >> 8);
+    s.Put(211, 8, a0 & 0xFFu);
+    s.Put(219, 8, UnsignedRaw(page.tot, kTotExponent, 8));
+    s.Put(227, 8, static_cast<uint32_t>(page.WNt));
+    s.PutSigned(241, 8, page.deltaTls);
+    s.Put(249, 8, static_cast<uint32_t>(page.WNlsf));
+    s.Put(257, 8, static_cast<uint32_t>(page.DN));
+    s.PutSigned(271, 8, page.deltaTlsf);
+    return FinishLnavSubframe(s.data);
+}
+
 Bytes ToLayout0(const LnavWords& subframe) {
     Bytes bytes(38, 0);
     for (int w = 0; w < kLnavWordsPerSubframe; ++w) {
@@ -248,6 +263,17 @@ Bytes ToLayout0(const LnavWords& subframe) {
 std::vector<uint32_t> ToSfrbxWords(const LnavWords& subframe, uint32_t spareBits) {
     std::vector<uint32_t> words;
     for (uint32_t w : subframe) words.push_back(((spareBits & 3u) << 30) | (w & 0x3FFFFFFFu));
+    return words;
+}
+
+std::vector<uint32_t> ToReceiverSfrbxWords(const LnavWords& subframe) {
+    std::vector<uint32_t> words;
+    uint32_t previous = 0;
+    for (uint32_t word : subframe) {
+        const uint32_t sent = TransmittedWord(word, previous);
+        words.push_back(sent ^ (previous & 1u ? 0x3FFFFFFFu : 0u));
+        previous = sent;
+    }
     return words;
 }
 

@@ -12,6 +12,7 @@
 
 #include "simulation/UbxWriter.h"
 #include "ephemeris/EphemerisRecords.h"
+#include "navmsg/LnavParity.h"
 
 namespace simulation {
 
@@ -36,9 +37,6 @@ struct LnavExtras {
 // field widths except that week keeps its full value.
 KeplerElements QuantiseLnav(const KeplerElements& elements);
 
-// D25 to D30 of a word with 24 data bits, after a word whose last two bits
-// are D29* and D30*.
-uint32_t LnavParity(uint32_t data24, uint32_t previousWord);
 // The word as it goes out on the signal: data complemented when D30* is set.
 uint32_t TransmittedWord(uint32_t word, uint32_t previousWord);
 
@@ -54,10 +52,34 @@ LnavSubframeSet EncodeLnav(const QzssEphemerisRecord& record, LnavExtras extras)
 // A subframe 4 or 5 page with nothing but its data ID and SV ID.
 LnavWords EncodeAlmanacStub(int subframeId, uint32_t towCount, int pageSvId);
 
+// What subframe 4 page 18 (SV ID 56) carries: the Klobuchar coefficients and
+// the UTC parameters.
+struct LnavIonosphereUtc {
+    double alpha[4] = {};   // s, s/semicircle, s/semicircle^2, s/semicircle^3
+    double beta[4] = {};    // s, s/semicircle, ...
+    double A0 = 0.0;        // s
+    double A1 = 0.0;        // s/s
+    int tot = 0;            // s
+    int WNt = 0;            // the three week numbers are sent modulo 256
+    int deltaTls = 0;       // s
+    int WNlsf = 0;
+    int DN = 0;             // day of week, 1 to 7
+    int deltaTlsf = 0;      // s
+};
+// The page as the subframe can carry it: every field rounded onto its grid
+// and clamped to its width; the week numbers kept whole.
+LnavIonosphereUtc QuantiseIonosphereUtc(const LnavIonosphereUtc& page);
+LnavWords EncodeIonosphereUtcPage(const LnavIonosphereUtc& page, uint32_t towCount);
+
 // Layout 0 of the assemblers: 300 bits back to back in 38 bytes.
 Bytes ToLayout0(const LnavWords& subframe);
 // The u32 words of an RXM-SFRBX payload: the word below two spare bits.
 std::vector<uint32_t> ToSfrbxWords(const LnavWords& subframe, uint32_t spareBits = 0);
+// The u32 words of RXM-SFRBX as a receiver hands them on: a word that
+// followed one ending in D30 = 1 is complemented whole, parity included, so
+// that every word reads as sent after D30 = 0 and its data in their true
+// sense.
+std::vector<uint32_t> ToReceiverSfrbxWords(const LnavWords& subframe);
 // Layout 1 of the assemblers: the RXM-SFRBX words most significant byte
 // first, as the router hands them on.
 Bytes ToLayout1(const LnavWords& subframe, uint32_t spareBits = 0);

@@ -214,3 +214,25 @@ TEST_F(RouterTest, GlonassFrameOrSuperframeChangeStartsOverFromTheStringThatShow
                                 "decoding",
                                 stored(2)}));
 }
+
+TEST_F(RouterTest, Page18GivesTheStoreTheFirstGoodIonosphereAndTheMessagesOfAnyPage) {
+    LnavIonosphereUtc first, second;
+    first.alpha[0] = std::ldexp(12.0, -30), first.beta[0] = 90112.0;  // on the grids of their fields
+    second.alpha[0] = 2.0 * first.alpha[0];
+    std::vector<uint32_t> broken = ToReceiverSfrbxWords(EncodeIonosphereUtcPage(first, 100));
+    broken[5] ^= 1u << 15;
+    FeedOne(Sfrbx(kUbxGps, 5, ToReceiverSfrbxWords(EncodeAlmanacStub(4, 100, 57))));
+    const Lines otherPage = Details();
+    // The assembler passes subframes 4 and 5 over, and the router reports that as it always has.
+    EXPECT_EQ(otherPage, Lines{"RXM-SFRBX: G05 - Failed to store subframe. "});
+    for (const std::vector<uint32_t>& words : {broken, ToReceiverSfrbxWords(EncodeIonosphereUtcPage(first, 100)),
+                                               ToReceiverSfrbxWords(EncodeIonosphereUtcPage(second, 100))}) {
+        const bool before = Store().Ionosphere().flags == kIonosphereModelValid;
+        messages().clear();
+        EXPECT_EQ(FeedOne(Sfrbx(kUbxGps, 5, words)), 0);
+        EXPECT_EQ(Details(), otherPage);
+        EXPECT_EQ(Store().Ionosphere().flags == kIonosphereModelValid, before || words != broken);
+    }
+    EXPECT_EQ(Store().Ionosphere().alpha[0], first.alpha[0]);
+    EXPECT_EQ(Store().Ionosphere().beta[0], first.beta[0]);
+}

@@ -55,6 +55,19 @@ std::vector<Rinex> ReadRinexNav(const std::string& path) {
     return records;
 }
 
+// The GPS Klobuchar coefficients of a RINEX 3 navigation header, alpha0 to beta3; empty when it has none.
+std::vector<double> ReadRinexKlobuchar(const std::string& path) {
+    std::vector<double> values;
+    std::ifstream in(path);
+    std::string line;
+    while (std::getline(in, line) && line.find("END OF HEADER") == std::string::npos) {
+        if (line.rfind("GPSA", 0) != 0 && line.rfind("GPSB", 0) != 0) continue;
+        std::replace(line.begin(), line.end(), 'D', 'E');
+        for (size_t j = 0; j < 4; ++j) values.push_back(std::strtod(line.substr(5 + 12 * j, 12).c_str(), nullptr));
+    }
+    return values;
+}
+
 union AnyRecord {
     GpsEphemerisRecord gps;
     QzssEphemerisRecord qzss;
@@ -171,7 +184,7 @@ TEST_P(RealLogTest, ConvertsAsTheByteScanDecodesAndAgreesWithRtklib) {
     convtest::ExpectRawFile(dir.File("out.trv"), convtest::DecodeByteByByte(convtest::ReadText(input), params.options));
     if (std::system("command -v convbin >/dev/null 2>&1") != 0)
         GTEST_SKIP() << "convbin (Debian package rtklib) is not installed";
-    const std::string command = "convbin -r ubx -v 3.04 -od -os -o '" + dir.File("x.obs") + "' -n '" +
+    const std::string command = "convbin -r ubx -v 3.04 -od -os -oi -o '" + dir.File("x.obs") + "' -n '" +
                                 dir.File("x.nav") + "' '" + input + "' >/dev/null 2>&1";
     ASSERT_EQ(std::system(command.c_str()), 0);
     const std::vector<Rinex> rinex = ReadRinexNav(dir.File("x.nav"));
@@ -179,6 +192,12 @@ TEST_P(RealLogTest, ConvertsAsTheByteScanDecodesAndAgreesWithRtklib) {
     LoadEphemerisFile(store, dir.File("out.epp").c_str(), true);
     for (const auto& system : kSystems)
         CheckSystem(system.letter, system.constellation, log.*system.counts, store, rinex);
+    // Our GpsIon holds the coefficients of GPS subframe 4 page 18 that convbin prints to four digits.
+    const std::vector<double> klobuchar = ReadRinexKlobuchar(dir.File("x.nav"));
+    const IonosphereModelRecord& model = store.Ionosphere();
+    ASSERT_EQ(model.flags == kIonosphereModelValid, klobuchar.size() == 8);
+    for (size_t n = 0; n < klobuchar.size(); ++n)
+        EXPECT_NEAR(n < 4 ? model.alpha[n] : model.beta[n - 4], klobuchar[n], 5e-4 * std::fabs(klobuchar[n])) << n;
 }
 
 INSTANTIATE_TEST_SUITE_P(SharedLogs, RealLogTest, ::testing::ValuesIn(kLogs), [](const auto& info) {

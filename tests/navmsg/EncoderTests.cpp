@@ -27,14 +27,7 @@ std::vector<uint32_t> Rebuilt(const SfrbxRecord& r) {
         // and 10 and adds the parity.
         std::array<uint32_t, kLnavWordsPerSubframe> data{};
         for (int w = 0; w < 10; ++w) data[w] = (r.words[w] & 0x3FFFFFFFu) >> 6;
-        std::vector<uint32_t> words;
-        uint32_t previous = 0;
-        for (uint32_t word : FinishLnavSubframe(data)) {
-            const uint32_t sent = TransmittedWord(word, previous);
-            words.push_back(sent ^ (previous & 1u ? 0x3FFFFFFFu : 0u));
-            previous = sent;
-        }
-        return words;
+        return ToReceiverSfrbxWords(FinishLnavSubframe(data));
     }
     if (r.gnssId == 3 && r.words.size() == 10) {  // B1I: the information bits, parity added field by field
         BdsD1Subframe sf{};
