@@ -11,6 +11,7 @@
 #include "Commands.h"
 #include "ProgressBar.h"
 #include "positioning/SinglePoint.h"
+#include "ephemeris/EphemerisStore.h"
 #include "rawfile/TrvFile.h"
 
 namespace {
@@ -30,7 +31,10 @@ const char kUsage[] =
     "  --mask DEGREES    elevation mask of every constellation (default: 10,\n"
     "                    GLONASS 15)\n"
     "  --iono            apply the broadcast ionosphere model (default: off)\n"
-    "  --no-tropo        leave out the tropospheric delay (default: on)\n";
+    "  --no-tropo        leave out the tropospheric delay (default: on)\n"
+    "  --tgd             correct GPS L1 ranges by the broadcast group delay (TGD)\n"
+    "                    of each satellite (default: off, as the satellite clocks\n"
+    "                    of this system leave it out)\n";
 
 constexpr double kPi = 3.14159265358979323846;
 constexpr int kMessagesShown = 8;
@@ -38,7 +42,7 @@ constexpr int kMessagesShown = 8;
 struct Request {
     std::string trv, epp, out, systems = "GREJC";
     double maskDegrees = -1.0;
-    bool iono = false, tropo = true;
+    bool iono = false, tropo = true, tgd = false;
 };
 
 // Engine messages are counted by text and shown once at the end, so that a
@@ -81,6 +85,8 @@ int ParseArguments(const Arguments& args, Request& request) {
             request.iono = true;
         } else if (a == "--no-tropo") {
             request.tropo = false;
+        } else if (a == "--tgd") {
+            request.tgd = true;
         } else if (!a.empty() && a[0] == '-' && a != "-") {
             return UsageError("unknown option '" + a + "'", kUsage);
         } else if (request.trv.empty()) {
@@ -106,6 +112,19 @@ SinglePointOptions OptionsOf(const Request& request) {
     return options;
 }
 
+// IS-GPS-200 has L1 C/A users subtract TGD from the satellite clock; here it
+// goes onto the range of each satellite, from its first ephemeris.
+void ApplyGroupDelays(CSinglePoint& engine) {
+    const CEphemerisStore* store = engine.Service().Broadcast();
+    if (store == nullptr) return;
+    for (int prn = 1; prn <= HighestPrn(kGps); ++prn) {
+        const SatelliteId id(kGps, prn);
+        GpsEphemerisRecord record{};
+        if (store->HasRecords(id) && store->GetRecords(id).front()->GetRecord(&record))
+            engine.SetCodeBias(id, -record.elements.TGD * kSpeedOfLight);
+    }
+}
+
 void WriteHeader(FILE* out, const Request& request, const SinglePointOptions& options) {
     std::fprintf(out, "%% ublox2trv position\n");
     std::fprintf(out, "%% raw data     %s\n", request.trv.c_str());
@@ -116,24 +135,25 @@ void WriteHeader(FILE* out, const Request& request, const SinglePointOptions& op
         std::fprintf(out, " %c %.1f", ConstellationLetter(c), options.elevationMask[c] * 180.0 / kPi);
     std::fprintf(out, "\n%% ionosphere   %s\n", options.useIonosphere ? "broadcast model" : "off");
     std::fprintf(out, "%% troposphere  %s\n", options.useTroposphere ? "Saastamoinen" : "off");
+    std::fprintf(out, "%% GPS TGD      %s\n", request.tgd ? "applied" : "not applied");
     std::fprintf(out, "%% datum        WGS84, ellipsoidal height\n");
     std::fprintf(out, "%% failed epochs: %% week seconds code text\n");
     std::fprintf(out, "%% week  seconds  latitude(deg)  longitude(deg)  height(m)  quality  satellites  "
                       "PDOP  HDOP  VDOP  rms(m)\n");
 }
 
-// Running sums for the mean and the scatter of the solved positions.
+// Running sums for the mean and the scatter of the solved positions, taken
+// about the first one so that the squares keep their digits.
 struct Scatter {
     int count = 0;
+    GeodeticPosition origin;
     double lat = 0, lon = 0, h = 0, lat2 = 0, lon2 = 0, h2 = 0;
     void Add(const GeodeticPosition& p) {
-        ++count;
-        lat += p.latitude;
-        lon += p.longitude;
-        h += p.height;
-        lat2 += p.latitude * p.latitude;
-        lon2 += p.longitude * p.longitude;
-        h2 += p.height * p.height;
+        if (count++ == 0) origin = p;
+        const double dLat = p.latitude - origin.latitude, dLon = p.longitude - origin.longitude;
+        const double dH = p.height - origin.height;
+        lat += dLat, lon += dLon, h += dH;
+        lat2 += dLat * dLat, lon2 += dLon * dLon, h2 += dH * dH;
     }
     static double Deviation(double sum, double sum2, int n) {
         const double mean = sum / n;
@@ -149,11 +169,12 @@ void PrintSummary(const Scatter& s, const std::map<int, int>& failures, int epoc
     for (const auto& [code, n] : failures) std::fprintf(stderr, " (code %d: %d)", code, n);
     std::fprintf(stderr, "\n");
     if (s.count > 0) {
-        const double lat = s.lat / s.count;
+        const double lat = s.origin.latitude + s.lat / s.count;
         const double north = Scatter::Deviation(s.lat, s.lat2, s.count) * kMetresPerDegree;
         const double east =
             Scatter::Deviation(s.lon, s.lon2, s.count) * kMetresPerDegree * std::cos(lat * kPi / 180.0);
-        std::fprintf(stderr, "mean position %.9f %.9f %.4f\n", lat, s.lon / s.count, s.h / s.count);
+        std::fprintf(stderr, "mean position %.9f %.9f %.4f\n", lat, s.origin.longitude + s.lon / s.count,
+                     s.origin.height + s.h / s.count);
         std::fprintf(stderr, "scatter (1 sigma): horizontal %.3f m, vertical %.3f m\n",
                      std::sqrt(north * north + east * east), Scatter::Deviation(s.h, s.h2, s.count));
     }
@@ -186,6 +207,8 @@ int RunPosition(const Arguments& args) {
         std::fprintf(stderr, "ublox2trv: cannot use the ephemerides of %s\n", request.epp.c_str());
         return 1;
     }
+
+    if (request.tgd) ApplyGroupDelays(engine);
 
     FILE* out = request.out == "-" ? stdout : std::fopen(request.out.c_str(), "w");
     if (out == nullptr) {

@@ -8,7 +8,9 @@ the same elevation mask, broadcast ionosphere and Saastamoinen troposphere,
 once with GPS alone and once with every constellation. Epochs are matched by
 time, and the horizontal and vertical differences are summarised. With
 --speed it also times both programs on the same epochs. Usage:
-    bench/compare_rnx2rtkp.py BUILD_DIR [--mask DEG] [--speed] [LOG...]
+    bench/compare_rnx2rtkp.py BUILD_DIR [--mask DEG] [--tgd] [--speed] [LOG...]
+--tgd has ublox2trv correct GPS ranges by the broadcast group delay, as
+rnx2rtkp does; without it the satellite clocks leave the group delay out.
 """
 import math
 import statistics
@@ -115,6 +117,7 @@ def main():
     cli = Path(args[0]).resolve() / "bin" / "ublox2trv"
     mask = float(args[args.index("--mask") + 1]) if "--mask" in args else 15.0
     speed = "--speed" in args
+    extra = ["--tgd"] if "--tgd" in args else []
     logs = [Path(a) for a in args[1:] if a.endswith(".ubx")]
     if not logs:
         if not SHARED_UBX.is_dir():
@@ -142,7 +145,7 @@ def main():
                 conf = tmp / f"{systems}.conf"
                 rtklib_config(conf, mask, systems)
                 ours_argv = [cli, "position", trv, "--systems", systems, "--mask", str(mask), "--iono",
-                             "-o", ours_pos]
+                             "-o", ours_pos, *extra]
                 theirs_argv = ["rnx2rtkp", "-k", conf, "-o", theirs_pos, obs, nav]
                 ours_time = timed(ours_argv) if speed else subprocess.run(
                     ours_argv, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL).returncode

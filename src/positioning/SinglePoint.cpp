@@ -108,6 +108,10 @@ bool CSinglePoint::SetDatum(const char* fromDatum, const char* toDatum, const ch
     return false;
 }
 
+void CSinglePoint::SetCodeBias(const SatelliteId& id, double metres) {
+    if (id.IsValid()) codeBias[id.constellation][id.prn] = metres;
+}
+
 bool CSinglePoint::LoadBroadcastEphemeris(const char* path) {
     const bool loaded = service->LoadBroadcastEphemeris(path, lastError, true);
     if (!loaded && messageCallback != nullptr) {

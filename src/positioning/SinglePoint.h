@@ -70,6 +70,11 @@ public:
     void SetOptions(const SinglePointOptions& newOptions);
     bool SetDatum(const char* fromDatum, const char* toDatum, const char* conversionName);
 
+    // A bias in metres added to the GPS L1 pseudorange of a satellite; none
+    // by default, so that the broadcast group delay stays out as the
+    // satellite clocks leave it out.
+    void SetCodeBias(const SatelliteId& id, double metres);
+
     // Solves one epoch; 0 or a SinglePointResult code. With writePosition
     // and writeClock the epoch receives the position (bit 4) and the GPS
     // clock (bit 8). solution, if given, seeds the epoch and receives a copy
