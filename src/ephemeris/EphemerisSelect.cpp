@@ -99,7 +99,9 @@ bool CEphemerisStore::ComputeSatelliteState(const SatelliteId& satellite, const 
             double p1[3], v1[3];
             if (list[next]->ComputePositionVelocity(transmitTime, range, p1, v1)) {
                 const double d1 = list[next]->TimeSinceReference(transmitTime);
-                const double w = 1.0 / (1.0 + std::pow(std::fabs(d1 / d0), 10.0));
+                const double ratio2 = (d1 / d0) * (d1 / d0);
+                const double ratio8 = ratio2 * ratio2 * ratio2 * ratio2;
+                const double w = 1.0 / (1.0 + ratio8 * ratio2);   // 1 / (1 + |d1/d0|^10)
                 for (int k = 0; k < 3; ++k) {
                     position[k] = (1.0 - w) * position[k] + w * p1[k];
                     velocity[k] = (1.0 - w) * velocity[k] + w * v1[k];

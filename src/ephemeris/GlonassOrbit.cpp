@@ -8,12 +8,15 @@ namespace {
 
 void Derivative(const double s[6], const double acc[3], double d[6]) {
     const double x = s[0], y = s[1], z = s[2];
+    // One division and one root per evaluation: this runs four times a step
+    // for every GLONASS satellite of every solve.
     const double r2 = x * x + y * y + z * z;
     const double r = std::sqrt(r2);
-    const double r3 = r2 * r;
-    const double q = 5.0 * z * z / r2;
-    const double m = -kGmGlonassKm / r3;
-    const double j = -kGlonassJ2Term / (r3 * r2);
+    const double inverseR3 = 1.0 / (r2 * r);
+    const double inverseR2 = inverseR3 * r;
+    const double q = 5.0 * z * z * inverseR2;
+    const double m = -kGmGlonassKm * inverseR3;
+    const double j = -kGlonassJ2Term * inverseR3 * inverseR2;
     d[0] = s[3];
     d[1] = s[4];
     d[2] = s[5];
@@ -39,6 +42,7 @@ bool IntegrateGlonassOrbit(const double position[3], const double velocity[3],
 
     double s[6] = {position[0], position[1], position[2], velocity[0], velocity[1], velocity[2]};
     double k1[6], k2[6], k3[6], k4[6], tmp[6];
+    const double sixth = h / 6.0;
     double elapsed = 0.0;
     for (int step = 0; step < count; ++step) {
         Derivative(s, acceleration, k1);
@@ -48,7 +52,7 @@ bool IntegrateGlonassOrbit(const double position[3], const double velocity[3],
         Derivative(tmp, acceleration, k3);
         for (int c = 0; c < 6; ++c) tmp[c] = s[c] + h * k3[c];
         Derivative(tmp, acceleration, k4);
-        for (int c = 0; c < 6; ++c) s[c] += h * (k1[c] + 2.0 * k2[c] + 2.0 * k3[c] + k4[c]) / 6.0;
+        for (int c = 0; c < 6; ++c) s[c] += sixth * (k1[c] + 2.0 * k2[c] + 2.0 * k3[c] + k4[c]);
         elapsed += h;
     }
     // The summed steps have to land on the asked time.

@@ -43,7 +43,8 @@ void ComputeKeplerPositionVelocity(const KeplerElements& k, double dt, double gm
     position[1] = x * sn + y * ci * cn;
     position[2] = y * si;
 
-    const double vDot = n * std::pow(1.0 + e * std::cos(v), 2.0) / std::pow(oneMinusE2, 1.5);
+    const double onePlusECosV = 1.0 + e * std::cos(v);
+    const double vDot = n * onePlusECosV * onePlusECosV / (oneMinusE2 * std::sqrt(oneMinusE2));
     const double iDot = k.IDOT + 2.0 * vDot * (k.Cis * c2 - k.Cic * s2);
     const double uDot = vDot + 2.0 * vDot * (k.Cus * c2 - k.Cuc * s2);
     const double rDot = n * A * e * std::sin(v) / std::sqrt(oneMinusE2) +

@@ -68,10 +68,17 @@ double KeplerWavelength(GnssConstellation constellation, int band) {
 void CSatelliteService::ComputeAzimuthElevation(const GeodeticPosition& geodetic, const double receiverPosition[3],
                                                 const double satellitePosition[3], double& azimuth,
                                                 double& elevation, double& nadir) {
-    const double lat = geodetic.latitude * kRadiansPerDegree;
-    const double lon = geodetic.longitude * kRadiansPerDegree;
-    const double sinLat = std::sin(lat), cosLat = std::cos(lat);
-    const double sinLon = std::sin(lon), cosLon = std::cos(lon);
+    // Every satellite of a pass is seen from the same place: its sines and
+    // cosines are kept from one call to the next.
+    static GeodeticPosition place{NAN, NAN, 0.0};
+    static double sinLat = 0.0, cosLat = 1.0, sinLon = 0.0, cosLon = 1.0;
+    if (geodetic.latitude != place.latitude || geodetic.longitude != place.longitude) {
+        place = geodetic;
+        const double lat = geodetic.latitude * kRadiansPerDegree;
+        const double lon = geodetic.longitude * kRadiansPerDegree;
+        sinLat = std::sin(lat), cosLat = std::cos(lat);
+        sinLon = std::sin(lon), cosLon = std::cos(lon);
+    }
     const double dx = satellitePosition[0] - receiverPosition[0];
     const double dy = satellitePosition[1] - receiverPosition[1];
     const double dz = satellitePosition[2] - receiverPosition[2];

@@ -69,22 +69,32 @@ void CTroposphereModel::StandardAtmosphere(double& temperature, double& pressure
     humidity = kRelativeHumidity;
 }
 
+const CTroposphereModel::PlaceTerms& CTroposphereModel::TermsAt(int mjd, double dayFraction, double latitude,
+                                                                double height) const {
+    if (terms.valid && terms.mjd == mjd && terms.dayFraction == dayFraction && terms.latitude == latitude &&
+        terms.height == height && terms.kelvinOffset == kelvinOffset && terms.yearLength == yearLength &&
+        terms.referenceMjd == referenceMjd)
+        return terms;
+    const double lat = latitude * kPi / 180.0;
+    const double heightKm = height / kMetresPerKilometre;
+    double temperature = 0.0, pressure = 0.0, humidity = 0.0;
+    StandardAtmosphere(temperature, pressure, humidity, lat, heightKm, mjd, dayFraction);
+    const double wet = (kWetTemperatureTerm / (temperature + kWetKelvinOffset) + kWetConstantTerm) * kVapourPressure;
+    terms = {mjd, dayFraction, latitude, height, kelvinOffset, yearLength, referenceMjd, true, wet + pressure,
+             CurvatureCorrection(heightKm),
+             (1.0 + kLatitudeTerm * std::cos(2.0 * lat) + kHeightTerm * heightKm) * kZenithFactor};
+    return terms;
+}
+
 double CTroposphereModel::Delay(const GpsTime& time, const GeodeticPosition& geodetic, double elevation) const {
     if (!IsUsablePosition(geodetic) || geodetic.height > kMaximumHeight) return 0.0;
     int mjd = 0;
     double dayFraction = 0.0;
     time.GetMjd(mjd, dayFraction);
-
-    const double lat = geodetic.latitude * kPi / 180.0;
-    const double heightKm = geodetic.height / kMetresPerKilometre;
-    double temperature = 0.0, pressure = 0.0, humidity = 0.0;
-    StandardAtmosphere(temperature, pressure, humidity, lat, heightKm, mjd, dayFraction);
+    const PlaceTerms& place = TermsAt(mjd, dayFraction, geodetic.latitude, geodetic.height);
 
     const double z = kPi / 2.0 - elevation;
     const double tanZ = std::tan(z);
-    const double wet = (kWetTemperatureTerm / (temperature + kWetKelvinOffset) + kWetConstantTerm) * kVapourPressure;
-    const double scale =
-        (1.0 + kLatitudeTerm * std::cos(2.0 * lat) + kHeightTerm * heightKm) * kZenithFactor / std::cos(z);
-    const double delay = (wet + pressure - CurvatureCorrection(heightKm) * tanZ * tanZ) * scale;
+    const double delay = (place.zenithTerms - place.curvature * tanZ * tanZ) * (place.scale / std::cos(z));
     return std::fabs(delay) > kLargestDelay ? 0.0 : delay;
 }
