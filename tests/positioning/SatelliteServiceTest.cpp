@@ -4,11 +4,13 @@
 // of products, wavelengths and the week search.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <string>
 #include <vector>
 
 #include "Scenario.h"
+#include "antenna/SatelliteAntennaPCVCorrection.h"
 #include "ephemeris/EphemerisStore.h"
 #include "positioning/SatelliteService.h"
 
@@ -83,6 +85,18 @@ TEST_F(SatelliteServiceTest, BroadcastStatesAreTheStoresToTheLastBit) {
 // Written out again here: the satellite where it stood when the signal
 // left, found by iterating the flight time, then turned with the Earth by
 // the flight time.
+// The ephemerides reach from two hours before their first reference time
+// to two hours after the last; the antenna tables cover those whole days.
+TEST_F(SatelliteServiceTest, AntennaTablesCoverTheWholeDaysOfTheEphemerides) {
+    CSatelliteService service(Note);
+    ASSERT_TRUE(service.LoadBroadcastEphemeris(epp.c_str(), nullptr, true));
+    const GpsTimeRange& range = service.Antenna()->LoadedRange();
+    EXPECT_EQ(range.first.week, scenario::kWeek);
+    EXPECT_EQ(range.first.seconds, 3 * 86400.0);   // 22:00 of day 3 is the first moment
+    EXPECT_EQ(range.last.seconds, 5 * 86400.0);    // 04:00 of day 4 the last
+    EXPECT_NE(std::find(notes.begin(), notes.end(), "3 Loaded manufact.atx after broadcast ephemeris"), notes.end());
+}
+
 TEST_F(SatelliteServiceTest, LightTimeAndEarthRotationAgreeWithAnIndependentComputation) {
     CSatelliteService service(nullptr);
     ASSERT_TRUE(service.LoadBroadcastEphemeris(epp.c_str(), nullptr, true));
