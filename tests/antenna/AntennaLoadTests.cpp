@@ -83,7 +83,7 @@ TEST_F(AntennaLoad, ASecondLoadInsideTheLoadedRangeReadsNothing) {
     // The same file in another case, or no file named: nothing is read.
     std::string shouted = path;
     std::transform(shouted.begin(), shouted.end(), shouted.begin(), [](unsigned char c) { return std::toupper(c); });
-    EXPECT_TRUE(Load(Days(2024, 1, 2), shouted));
+    EXPECT_TRUE(Load(Days(2024, 1, 1), shouted));
     EXPECT_TRUE(antenna.Load(nullptr, Days(2024, 1, 3), nullptr));
     EXPECT_EQ(antenna.RecordCount(), 1);
 

@@ -4,6 +4,7 @@
 #include <functional>
 #include <numbers>
 
+#include "antenna/AntennaTables.h"
 #include "antenna/AntexTestKit.h"
 #include "antenna/SatelliteAntennaPCVCorrection.h"
 #include "support/TestPaths.h"
@@ -79,8 +80,13 @@ TEST_F(AntexParse, ABadBlockDropsOnlyItsOwnRecord) {
         {"PRN G99", [](SatelliteBlock& b) { b.code = "G99"; }},
         {"IRNSS", [](SatelliteBlock& b) { b.type = "IRNSS-1IGSO", b.code = "I01"; }},
         {"block type not in the table", [](SatelliteBlock& b) { b.type = "BLOCK IIIF"; }},
+        {"DAZI too fine for a block", [](SatelliteBlock& b) { b.dazi = "     0.1"; }},
+        {"zenith grid wider than a line", [](SatelliteBlock& b) { b.zenith = "     0.0 9000000000000.0   1.0"; }},
         {"no NORTH / EAST / UP line",
          grid("     0.0", Line("   G01", "START OF FREQUENCY") + Row("NOAZI", 1, 2, 3) + Line("", "END OF FREQUENCY"))},
+        {"NORTH / EAST / UP without numbers",
+         grid("     0.0", Line("   G01", "START OF FREQUENCY") + Line("  north", "NORTH / EAST / UP") +
+                               Row("NOAZI", 1, 2, 3) + Line("", "END OF FREQUENCY"))},
         {"azimuth row without DAZI", grid("     0.0", Frequency("G01", Row("0.0", 1, 2, 3)))},
         {"azimuth row out of place",
          grid("   180.0", Frequency("G01", Row("NOAZI", 1, 2, 3) + Row("0.0", 1, 2, 3) + Row("181.0", 1, 2, 3)))},
@@ -93,6 +99,13 @@ TEST_F(AntexParse, ABadBlockDropsOnlyItsOwnRecord) {
         EXPECT_EQ(LoadAll(bad.Text() + good.Text()), 1) << name;
         EXPECT_EQ(antenna.Records(kG02), nullptr) << name;
     }
+}
+
+// The ids are stored; the gaps in their numbering belong to them.
+TEST(AntexFrequencyCodes, KeepTheirIds) {
+    const std::vector<std::pair<const char*, int>> ids = {{"G05", 2}, {"R01", 3}, {"C01", 6}, {"C06", 9}, {"E01", 12},
+                                                          {"E08", 16}, {"J01", 17}, {"J06", 20}, {"C05", 21}};
+    for (const auto& [code, id] : ids) EXPECT_EQ(FrequencyIdFromCode(code), id) << code;
 }
 
 TEST_F(AntexParse, AShortBlockEndsTheReading) {
