@@ -36,17 +36,9 @@ def rtklib_config(path, mask, systems):
     ]) + "\n")
 
 
-def read_ours(path):
-    rows = {}
-    for line in path.read_text().splitlines():
-        if line.startswith("%") or not line.strip():
-            continue
-        f = line.split()
-        rows[(int(f[0]), float(f[1]))] = (float(f[2]), float(f[3]), float(f[4]))
-    return rows
-
-
-def read_rtklib(path):
+def read_positions(path):
+    """Week and seconds to latitude, longitude and height, from the lines of
+    either program that are not '%' comments: both put them first."""
     rows = {}
     for line in path.read_text().splitlines():
         if line.startswith("%") or not line.strip():
@@ -151,8 +143,8 @@ def main():
                     ours_argv, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL).returncode
                 theirs_time = timed(theirs_argv) if speed else subprocess.run(
                     theirs_argv, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL).returncode
-                ours = read_ours(ours_pos) if ours_pos.exists() else {}
-                theirs = read_rtklib(theirs_pos) if theirs_pos.exists() else {}
+                ours = read_positions(ours_pos) if ours_pos.exists() else {}
+                theirs = read_positions(theirs_pos) if theirs_pos.exists() else {}
                 pairs = match(ours, theirs)
                 line = f"{log.name:44} {systems:5} {len(ours):6} {len(theirs):6} {len(pairs):6}"
                 if pairs:

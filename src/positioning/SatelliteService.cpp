@@ -175,15 +175,9 @@ bool CSatelliteService::TryNrt(const SatelliteId& satellite, const GpsTime& time
     const GpsTime transmit = time - range / kSpeedOfLight;
     clockSource = kNoClockSource;
     double bias = 0.0;
-    bool ok = false;
-    if (nrtOrbit->ComputeClock(satellite, transmit, bias, errorText)) {
-        clockSource = kNrtClock;
-        ok = nrtOrbit->ComputeOrbit(satellite, time, receiverPosition, range, position, velocity, errorText);
-        clockMetres = bias * kSpeedOfLight;
-    } else {
-        ok = nrtOrbit->ComputeOrbitAndClock(satellite, time, receiverPosition, range, position, velocity,
-                                            clockMetres, errorText);
-    }
+    if (nrtOrbit->ComputeClock(satellite, transmit, bias, errorText)) clockSource = kNrtClock;
+    const bool ok = ComputeProductState(*nrtOrbit, satellite, time, receiverPosition, range, bias, position, velocity,
+                                        clockMetres, errorText);
     orbitSource = ok ? kNrtOrbit : kNoOrbitSource;
     return ok;
 }
@@ -199,15 +193,20 @@ bool CSatelliteService::TryPrecise(const SatelliteId& satellite, const GpsTime& 
         clockSource = kPreciseClock;
     else if (preciseOrbit->ComputeClock(satellite, transmit, bias, errorText))
         clockSource = kClockFromPreciseOrbit;
-
-    bool ok = false;
-    if (clockSource != kNoClockSource) {
-        ok = preciseOrbit->ComputeOrbit(satellite, time, receiverPosition, range, position, velocity, errorText);
-        clockMetres = bias * kSpeedOfLight;
-    } else {
-        ok = preciseOrbit->ComputeOrbitAndClock(satellite, time, receiverPosition, range, position, velocity,
-                                                clockMetres, errorText);
-    }
+    const bool ok = ComputeProductState(*preciseOrbit, satellite, time, receiverPosition, range, bias, position,
+                                        velocity, clockMetres, errorText);
     orbitSource = ok ? kPreciseOrbit : kNoOrbitSource;
+    return ok;
+}
+
+bool CSatelliteService::ComputeProductState(IOrbitProduct& product, const SatelliteId& satellite, const GpsTime& time,
+                                            const double receiverPosition[3], double range, double bias,
+                                            double position[3], double velocity[3], double& clockMetres,
+                                            char* errorText) {
+    if (clockSource == kNoClockSource)
+        return product.ComputeOrbitAndClock(satellite, time, receiverPosition, range, position, velocity,
+                                            clockMetres, errorText);
+    const bool ok = product.ComputeOrbit(satellite, time, receiverPosition, range, position, velocity, errorText);
+    clockMetres = bias * kSpeedOfLight;
     return ok;
 }

@@ -101,6 +101,11 @@ private:
                 double position[3], double velocity[3], double& clockMetres, char* errorText);
     bool TryPrecise(const SatelliteId& satellite, const GpsTime& time, const double receiverPosition[3],
                     double range, double position[3], double velocity[3], double& clockMetres, char* errorText);
+    // The orbit of a product, with the clock in hand when clockSource says
+    // there is one, else with the product's own clock.
+    bool ComputeProductState(IOrbitProduct& product, const SatelliteId& satellite, const GpsTime& time,
+                             const double receiverPosition[3], double range, double bias, double position[3],
+                             double velocity[3], double& clockMetres, char* errorText);
     // A source change of one kind, capped per satellite.
     void WarnSourceChange(const SatelliteId& satellite, int32_t (&counts)[kStoredConstellations][kPrnTableSize],
                           const char* text, const char* closing, char* errorText);

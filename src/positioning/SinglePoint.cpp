@@ -114,11 +114,7 @@ void CSinglePoint::SetCodeBias(const SatelliteId& id, double metres) {
 
 bool CSinglePoint::LoadBroadcastEphemeris(const char* path) {
     const bool loaded = service->LoadBroadcastEphemeris(path, lastError, true);
-    if (!loaded && messageCallback != nullptr) {
-        messageCallback(2, 0.0, lastError);
-        if (errorText != nullptr) std::snprintf(errorText, kTextSize, "%s", lastError);
-        lastError[0] = '\0';
-    }
+    if (!loaded && messageCallback != nullptr) Deliver(2, 0.0);
     return loaded;
 }
 
@@ -151,13 +147,8 @@ int CSinglePoint::ComputeEpoch(CGnssEpoch& epoch, bool writePosition, bool write
         else
             std::snprintf(lastError, sizeof lastError, "Can't compute solution, epoch only has %d satellites",
                           static_cast<int>(n));
-        const GpsTime time(epoch.week, epoch.rcvTimeMs * 0.001);
-        if (reportFailures) {
-            if (lastError[0] == '\0') std::snprintf(lastError, sizeof lastError, "%s", kFailedToCompute);
-            Send(2, time.seconds, lastError);
-            if (callerErrorText != nullptr) std::snprintf(callerErrorText, kTextSize, "%s", lastError);
-            lastError[0] = '\0';
-        }
+        errorText = callerErrorText;
+        if (reportFailures) Deliver(2, GpsTime(epoch.week, epoch.rcvTimeMs * 0.001).seconds);
         return kTooFewSatellites;
     }
 
@@ -189,9 +180,7 @@ int CSinglePoint::ComputeEpoch(CGnssEpoch& epoch, bool writePosition, bool write
     if (!good) {
         if (reportFailures && messageCallback != nullptr) {
             std::snprintf(lastError, sizeof lastError, "Solution rejected due to large measurement residuals");
-            Send(2, current.time.seconds, lastError);
-            if (callerErrorText != nullptr) std::snprintf(callerErrorText, kTextSize, "%s", lastError);
-            lastError[0] = '\0';
+            Deliver(2, current.time.seconds);
         }
         return kRejectedOnResiduals;
     }

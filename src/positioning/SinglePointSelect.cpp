@@ -55,7 +55,7 @@ void CSinglePoint::SelectSatellites(const CGnssEpoch& epoch, bool& anyNew) {
         if (observations.empty()) break;
         const SatelliteObservation* record = FindObservation(id);
         if (record == nullptr) continue;
-        if ((record->flags & (kNotUsable | kRejected)) == 0) {
+        if (record->Usable()) {
             goodList.push_back(id);
             suspects.erase(std::remove(suspects.begin(), suspects.end(), id), suspects.end());
         } else if ((record->flags & kRejected) != 0) {

@@ -2,7 +2,6 @@
 // weights, the normal equations and their solution, and the record of a
 // finished solution.
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
@@ -83,7 +82,8 @@ int CSinglePoint::Solve(const CGnssEpoch& epoch, std::vector<UsedEntry>& list) {
         designTransposedWeighted.Resize(kMostUnknowns, n, true);
     }
 
-    const bool good = Distance(current.ecef, std::array<double, 3>{}.data()) > kLeastGoodRadius &&
+    const double* x = current.ecef;
+    const bool good = std::sqrt(x[0] * x[0] + x[1] * x[1] + x[2] * x[2]) > kLeastGoodRadius &&
                       IsUsablePosition(current.geodetic);
     AssignClockColumns(n);
 
@@ -190,7 +190,7 @@ int CSinglePoint::Solve(const CGnssEpoch& epoch, std::vector<UsedEntry>& list) {
         const double r = Residual(record);
         record.pseudorangeResidual = r;
         record.flags |= kHasResidual;
-        if ((record.flags & (kNotUsable | kRejected)) == 0) {
+        if (record.Usable()) {
             const int c = record.id.constellation;
             current.residualMean[c] += r;
             current.residualRms[c] += r * r;
@@ -233,7 +233,7 @@ bool CSinglePoint::BuildDesign(int n, std::vector<UsedEntry>& list, std::vector<
     int row = 0;
     for (SatelliteObservation& record : observations) {
         const int c = record.id.constellation;
-        if ((record.flags & (kNotUsable | kRejected)) != 0 || !enabled[c]) continue;
+        if (!record.Usable() || !enabled[c]) continue;
         if (row >= n) break;
         double v[3];
         for (int k = 0; k < 3; ++k) v[k] = record.satellitePosition[k] - current.ecef[k];

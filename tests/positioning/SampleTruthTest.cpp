@@ -7,10 +7,9 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstring>
 #include <vector>
 
-#include "conversion/Converter.h"
+#include "conversion/Harness.h"
 #include "positioning/SinglePoint.h"
 #include "rawfile/TrvFile.h"
 #include "simulation/SampleLog.h"
@@ -31,14 +30,9 @@ protected:
         log.Add(simulation::BuildSampleLog(options));
         const std::string input = dir->File("sample.ubx");
         log.Save(input);
-        ConvertParams params{};
-        params.structSize = sizeof params;
-        params.structVersion = UBLOX2TRV_STRUCT_VERSION;
-        ublox2trv::SetFactoryDefaults(UBLOX2TRV_OPTIONS_SIZE, &params.options);
-        params.options.runChecks = 0;
-        std::strncpy(params.inputFile, input.c_str(), sizeof params.inputFile - 1);
         trv = dir->File("sample.trv");
-        std::strncpy(params.outputFile, trv.c_str(), sizeof params.outputFile - 1);
+        ConvertParams params = convtest::MakeParams(input, trv);
+        params.options.runChecks = 0;
         ConvertCallbacks callbacks{};
         callbacks.structSize = sizeof callbacks;
         ASSERT_EQ(ublox2trv::ConvertFile(&params, &callbacks), 0);
