@@ -13,6 +13,7 @@
 #include "conversion/FileNames.h"
 #include "conversion/HostMessages.h"
 #include "conversion/PortArray.h"
+#include "preprocess/TrvPreprocessor.h"
 #include "rawfile/TrvFile.h"
 #include "timebase/StationRecord.h"
 
@@ -95,12 +96,14 @@ void ReportProgress(int32_t done, int32_t total) {
     if (hostCallbacks->progress != nullptr) hostCallbacks->progress(done, total);
 }
 
-// The pre-processing checks over the new raw file join the run here once the
-// preprocessor exists; until then a conversion ends when its files are
-// written, whatever runChecks asks.
+// The checks over the new raw file, by the name the host gave: they repair
+// it in place and may leave side files beside it. Their report table stays
+// with them; the results block in the file's header is what lasts.
 int32_t RunPreprocessingChecks(const ConvertParams& params) {
-    static_cast<void>(params);
-    return 0;
+    FilterMessage(kLevelAlways, kNoMessageTime, "Performing pre-processing checks...");
+    RunChecksOnFile(params.outputFile, hostCallbacks->progress, params.options.motionMode == kMotionAutomatic,
+                    true, true, nullptr);
+    return abortCount.load(std::memory_order_relaxed) != 0 ? 1 : 0;
 }
 
 }  // namespace

@@ -9,6 +9,11 @@ namespace ublox2trv {
 
 inline constexpr int32_t kBuildYear = 2024;
 
+// motionMode: every epoch kinematic; any other value writes them static,
+// and automatic also lets the checks settle the flags by the dynamics.
+inline constexpr int32_t kMotionKinematic = 1;
+inline constexpr int32_t kMotionAutomatic = 2;
+
 // Converts one UBX log into .trv, .epp and .sta files; 0 success, 1 failure
 // or abort, with the reason in the error text.
 int32_t ConvertFile(ConvertParams* params, ConvertCallbacks* callbacks);

@@ -5,7 +5,7 @@
 namespace ublox2trv {
 
 namespace {
-constexpr int32_t kDefaultMotionMode = 2;  // static, with the automatic S/K check
+constexpr int32_t kDefaultMotionMode = kMotionAutomatic;
 constexpr int32_t kDefaultLogAll = 0;
 constexpr int32_t kDefaultRunChecks = 1;
 }  // namespace

@@ -3,6 +3,7 @@
 // it.
 #include <cmath>
 
+#include "conversion/Converter.h"
 #include "conversion/FrameFields.h"
 #include "conversion/HostMessages.h"
 #include "conversion/UbxDecoders.h"
@@ -68,7 +69,7 @@ void SetMotionAndWeek(PortArray& port, CGnssEpoch& epoch, int week) {
     port.gpsWeek = week;
     epoch.week = static_cast<uint16_t>(week);
     epoch.flags |= kEpochWeekValid;
-    if (port.options.motionMode == 1)
+    if (port.options.motionMode == kMotionKinematic)
         epoch.flags |= kEpochKinematic;
     else
         epoch.flags &= ~static_cast<uint32_t>(kEpochKinematic);
