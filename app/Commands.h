@@ -13,6 +13,7 @@ int RunDump(const Arguments& args);
 int RunOrbit(const Arguments& args);
 int RunSimulate(const Arguments& args);
 int RunPosition(const Arguments& args);
+int RunCheck(const Arguments& args);
 // info on an .epp file: its ephemerides by satellite.
 int RunEppInfo(const Arguments& args);
 

@@ -4,8 +4,10 @@
 #include <string>
 
 #include "Commands.h"
+#include "CheckReport.h"
 #include "ProgressBar.h"
 #include "conversion/ConvertApi.h"
+#include "conversion/Converter.h"
 
 namespace {
 
@@ -40,9 +42,9 @@ void OnProgress(int done, int total) {
 }
 
 bool ParseMotion(const std::string& word, int32_t& mode) {
-    if (word == "auto") mode = 2;
+    if (word == "auto") mode = ublox2trv::kMotionAutomatic;
     else if (word == "static") mode = 0;
-    else if (word == "kinematic") mode = 1;
+    else if (word == "kinematic") mode = ublox2trv::kMotionKinematic;
     else return false;
     return true;
 }
@@ -97,6 +99,11 @@ int RunConvert(const Arguments& args) {
     callbacks.message = OnMessage;
     callbacks.progress = OnProgress;
 
+    // The library's own run of the checks keeps its report to itself, so the
+    // command converts without them and runs the same checks through the
+    // core, where it can read the report.
+    const bool runChecks = params.options.runChecks != 0;
+    params.options.runChecks = 0;
     CProgressBar bar(stderr);
     g_bar = &bar;
     int32_t result = ConvertFile(&params, &callbacks);
@@ -109,11 +116,13 @@ int RunConvert(const Arguments& args) {
         std::fprintf(stderr, "ublox2trv: conversion failed: %s\n", text);
         return 1;
     }
-    std::filesystem::path base(output);
+    const std::filesystem::path base = std::filesystem::path(output).replace_extension(".trv");
     std::printf("\n%s: %d epochs\n", base.string().c_str(), params.epochsWritten);
     std::printf("%s: %d ephemerides\n", std::filesystem::path(base).replace_extension(".epp").string().c_str(),
                 params.ephemeridesWritten);
     std::printf("%s: %d event marks\n", std::filesystem::path(base).replace_extension(".sta").string().c_str(),
                 params.eventsWritten);
-    return 0;
+    if (!runChecks) return 0;
+    std::printf("\nPerforming pre-processing checks...\n");
+    return CheckAndReport(base.string(), params.options.motionMode == ublox2trv::kMotionAutomatic);
 }

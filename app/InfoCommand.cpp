@@ -1,6 +1,7 @@
 #include <cstdio>
 #include <strings.h>
 
+#include "CheckReport.h"
 #include "Commands.h"
 #include "TrvHeaderView.h"
 #include "rawfile/TrvFile.h"
@@ -74,14 +75,7 @@ int RunInfo(const Arguments& args) {
                 h.At<uint16_t>(kCreationDateAt + 10));
     std::printf("%-22s %.3f s\n", "data interval (given)", h.At<double>(kDataIntervalAt));
 
-    TrvPreprocessBlockV3 results = h.At<TrvPreprocessBlockV3>(kResultsAt);
-    static const char* const kStatus[] = {"not done", "done", "failed"};
-    std::printf("%-22s %s\n", "pre-processing", results.status < 3 ? kStatus[results.status] : "unknown");
-    std::printf("%-22s problems 0x%08x  dynamics %u  constellations 0x%04x\n", "", results.problemBits,
-                results.dynamicsClass, results.constellationBits);
-    std::printf("%-22s signals detected 0x%08x  with problems 0x%08x\n", "", results.signalsDetected,
-                results.signalsWithProblems);
-
+    PrintResultsBlock(h.At<TrvPreprocessBlockV3>(kResultsAt));
     std::printf("%-22s %u\n", "epochs (summary)", h.At<uint32_t>(kEpochCountAt));
     std::printf("%-22s %u ms\n", "interval (measured)", h.At<uint32_t>(kIntervalMsAt));
     PrintTime("first epoch", h.At<double>(kFirstTimeAt));

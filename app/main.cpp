@@ -14,6 +14,7 @@ const char kUsage[] =
     "\n"
     "commands:\n"
     "  convert LOG [-o OUT.trv]   convert a log (see 'ublox2trv convert --help')\n"
+    "  check FILE.trv             run the pre-processing checks on a raw file\n"
     "  detect FILE                say whether a file looks like a UBX log\n"
     "  info FILE.trv              header, summary and epoch count of a raw file\n"
     "  info FILE.epp              ephemerides of an ephemeris file by satellite\n"
@@ -29,6 +30,7 @@ struct Command {
 
 constexpr Command kCommands[] = {
     {"convert", RunConvert},
+    {"check", RunCheck},
     {"detect", RunDetect},
     {"info", RunInfo},
     {"dump", RunDump},
