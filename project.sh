@@ -3,7 +3,7 @@
 #   ./project.sh demo    install what is missing, build, convert the bundled sample log and solve its positions
 #   ./project.sh test    install what is missing, build, run every test
 #   ./project.sh asan    the same tests in a build with AddressSanitizer and UBSan
-#   ./project.sh bench   build and run the benchmarks (throughput against convbin)
+#   ./project.sh bench   build and run the benchmarks (throughput against convbin and rnx2rtkp, cost of the checks)
 #   ./project.sh fuzz [SECONDS]   build the libFuzzer targets with clang and run each
 set -euo pipefail
 cd "$(dirname "$0")"
@@ -59,13 +59,14 @@ bench)
     build/bin/bench_positioning --benchmark_counters_tabular=true
     python3 bench/compare_convbin.py build
     python3 bench/compare_rnx2rtkp.py build --speed
+    python3 bench/compare_checks.py build
     ;;
 fuzz)
     install_packages clang libclang-rt-14-dev
     # Only the fuzz targets: they link the core statically.
     CXX=clang++ cmake -S . -B build-fuzz -DCMAKE_BUILD_TYPE=RelWithDebInfo -DUBLOX2TRV_FUZZ=ON \
         -DUBLOX2TRV_TESTS=OFF -DUBLOX2TRV_BENCHMARKS=OFF >/dev/null
-    cmake --build build-fuzz -j "$JOBS" --target fuzz_decode_byte fuzz_trv_file fuzz_nav_assemblers fuzz_epp_file fuzz_antex
+    cmake --build build-fuzz -j "$JOBS" --target fuzz_decode_byte fuzz_trv_file fuzz_nav_assemblers fuzz_epp_file fuzz_antex fuzz_checks
     for target in build-fuzz/bin/fuzz_*; do
         name=$(basename "$target")
         mkdir -p "build-fuzz/corpus/$name"
