@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # One entry point for a newcomer and for CI.
-#   ./project.sh demo    install what is missing, build, convert the bundled sample log and solve its positions
+#   ./project.sh demo    install what is missing, build, convert the bundled sample log with the checks and print their report
 #   ./project.sh test    install what is missing, build, run every test
 #   ./project.sh asan    the same tests in a build with AddressSanitizer and UBSan
 #   ./project.sh bench   build and run the benchmarks (throughput against convbin and rnx2rtkp, cost of the checks)
@@ -35,10 +35,8 @@ demo)
     install_packages
     configure_and_build build
     mkdir -p out
+    # The main job: a conversion with the checks after it, ending with their report.
     build/bin/ublox2trv convert build/samples/default.ubx -o out/default.trv
-    build/bin/ublox2trv info out/default.trv
-    build/bin/ublox2trv info out/default.epp | tail -n 8
-    build/bin/ublox2trv position out/default.trv --iono
     ;;
 test)
     install_packages
