@@ -126,9 +126,10 @@ void SplitSimply(CTrvFile& source, SplitSink& sink) {
 }
 
 // Many repeats: of two epochs at one time, the one whose phase mark carries
-// on from its neighbours is the real one. Epochs that fail the GPS test are
-// written to neither file: they take no part in the time order, and a file
-// of this kind has no use for them. Returns the repeats found.
+// on from its neighbours is the real one. Epochs that fail the GPS test
+// (GLONASS without GPS) are written to neither file, so this split drops
+// them: they have no part in the time line the split judges by. Every other
+// epoch ends in exactly one of the two files. Returns the repeats found.
 int SplitByPhase(CTrvFile& source, SplitSink& sink) {
     CGnssEpoch last, current, next;
     int repeats = 0;
@@ -238,11 +239,8 @@ int SplitReversals(CTrvFile& source, SplitSink& sink) {
             // Look ahead for a step back that lands at or after previous.
             bool returns = false;
             CGnssEpoch before = current;
-            for (int at = ReadFrom(source, index + 1, ahead); at >= 0 && !returns;
-                 at = ReadFrom(source, at + 1, ahead)) {
+            for (int at = index; !returns && (at = ReadFrom(source, at + 1, ahead)) >= 0; before = ahead)
                 returns = EpochStep(before, ahead) < 0.0 && EpochStep(previous, ahead) >= 0.0;
-                before = ahead;
-            }
             if (!returns) {
                 // A true gap in the recording: the file goes on from here.
                 sink.Good(current);
@@ -250,7 +248,6 @@ int SplitReversals(CTrvFile& source, SplitSink& sink) {
             } else {
                 // The block runs while the steps rise; the epoch where they
                 // stop is judged against previous in the next round.
-                before = current;
                 do {
                     ++moved;
                     sink.Side(current);
