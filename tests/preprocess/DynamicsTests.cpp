@@ -128,8 +128,8 @@ TEST(Dynamics, MarkerFilesOverrideTheClass) {
         for (const char* marker : c.markers) std::ofstream(dir.File(std::string("sample") + marker));
         checks.resultsV2.dynamicsClass = checks.resultsV3.dynamicsClass = c.found;
         checks.ApplyMarkerFiles();
-        EXPECT_EQ(std::make_pair(checks.ResultsV2().dynamicsClass, checks.ResultsV3().dynamicsClass),
-                  std::make_pair(c.expected, c.expected)) << c.found << " with " << c.markers.size();
+        const uint32_t v2 = checks.ResultsV2().dynamicsClass, v3 = checks.ResultsV3().dynamicsClass;   // packed
+        EXPECT_EQ(std::make_pair(v2, v3), std::make_pair(c.expected, c.expected)) << c.found << " " << c.markers.size();
         for (const char* marker : c.markers) std::filesystem::remove(dir.File(std::string("sample") + marker));
     }
 }
