@@ -61,6 +61,26 @@ inline constexpr uint32_t kAllSignalsMask = 0x1FE7F7FF;
 
 class CTrvPreprocessor;
 
+// The figures the last dynamics class was decided from (speeds in metres per
+// second, heights in metres), kept so that a decision can be explained.
+struct DynamicsFigures {
+    double fastMean = 0.0;
+    double slowMean = 0.0;
+    double heightLow = 0.0;
+    double heightHigh = 0.0;
+    double heightRange = 0.0;    // negative when no height qualified
+    int climbRun = 0;            // longer of the rising and falling runs
+    int headingRun = 0;
+    double netEast = 0.0;        // magnitudes of the net sums
+    double netNorth = 0.0;
+    int countedPairs = 0;
+    int goodPairs = 0;
+    int noPosition = 0;
+    int minSatellites = 0;       // the limits of the pass that decided
+    double minLock = 0.0;
+    double ratio = 0.0;          // poor epochs per thousand samples
+};
+
 // Told of every run that ends with a report, side files' runs included, so
 // that a caller can show the rows before the object goes.
 struct PreprocessObserver {
@@ -199,6 +219,12 @@ protected:
     int ephemerisState = 0;   // 0 not tried, 1 loaded, -1 failed
     PreprocessObserver observer;
     char runFileName[kTrvFileNameSize] = {};
+
+    // The frame both time-order repairs share: companions copied, the good
+    // and side files made, the split, the swap of the file and the runs on
+    // both files. 1 when done, -2 when the new files could not be made.
+    int SplitTimeOrder(bool reversals);
+    DynamicsFigures lastDynamics;
 };
 
 // The checks on a closed file by name, as Close(true) and a conversion run
