@@ -1,0 +1,134 @@
+// The checks as a conversion, Close(true) and an opening that insists on a
+// checked file run them: what they tell the host, the flags they settle,
+// an abort during them, and the results block they leave.
+#include <algorithm>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <cstring>
+
+#include "preprocess/CheckFixture.h"
+#include "preprocess/TrvDamage.h"
+
+namespace {
+
+struct HostRecord {
+    std::vector<std::string> messages;
+    std::vector<std::pair<int, int>> progress;
+    bool abortOnChecks = false;
+} host;
+
+ConvertCallbacks Callbacks() {
+    ConvertCallbacks callbacks{};
+    callbacks.structSize = sizeof callbacks;
+    callbacks.message = [](double, const char* text) { host.messages.emplace_back(text); };
+    callbacks.progress = [](int done, int total) {
+        host.progress.emplace_back(done, total);
+        // (0, 100) opens the checks; the conversion counts bytes.
+        if (host.abortOnChecks && done == 0 && total == 100) ublox2trv::Abort();
+    };
+    return callbacks;
+}
+
+class CheckRunTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        host = HostRecord();
+        options.epochs = 120;
+        options.clutter = false;
+        simulation::UbxLog log;
+        log.Add(simulation::BuildSampleLog(options));
+        input = dir.File("log.ubx");
+        ASSERT_TRUE(log.Save(input));
+        trv = dir.File("out.trv");
+    }
+    int Convert(int motionMode) {
+        ConvertParams params = convtest::MakeParams(input, trv);
+        params.options.motionMode = motionMode;
+        ConvertCallbacks callbacks = Callbacks();
+        return ublox2trv::ConvertFile(&params, &callbacks);
+    }
+    static int KinematicEpochs(const std::string& path) {
+        const auto epochs = checktest::ReadEpochs(path);
+        return int(std::count_if(epochs.begin(), epochs.end(),
+                                 [](const CGnssEpoch& e) { return (e.flags & kEpochKinematic) != 0; }));
+    }
+    static TrvPreprocessBlockV3 Results(const std::string& path) {
+        CTrvFile file;
+        EXPECT_TRUE(file.Open(path.c_str(), kTrvRead, false));
+        TrvPreprocessBlockV3 block;
+        std::memcpy(&block, file.HeaderImage() + 112, sizeof block);
+        return block;
+    }
+
+    ubxtest::TempDir dir;
+    simulation::SampleLogOptions options;
+    std::string input, trv;
+};
+
+}  // namespace
+
+TEST_F(CheckRunTest, AConversionRunsTheChecksAndLeavesTheResultsInTheHeader) {
+    ASSERT_EQ(Convert(2), 0);
+    EXPECT_NE(std::find(host.messages.begin(), host.messages.end(), "Performing pre-processing checks..."),
+              host.messages.end());
+    // The checks' progress follows the conversion's, from (0, 100) to (100, 100).
+    const auto opening = std::find(host.progress.begin(), host.progress.end(), std::make_pair(0, 100));
+    ASSERT_NE(opening, host.progress.end());
+    EXPECT_EQ(host.progress.back(), std::make_pair(100, 100));
+    const TrvPreprocessBlockV3 results = Results(trv);
+    EXPECT_EQ(results.status, kPreprocessDone);
+    EXPECT_EQ(results.problemBits, 0u);
+    EXPECT_EQ(results.dynamicsClass, kDynamicsStatic);
+    EXPECT_EQ(results.constellationBits, kSeenGps | kSeenGlonass | kSeenBeiDou | kSeenGalileo);
+    EXPECT_EQ(KinematicEpochs(trv), 0);
+}
+
+TEST_F(CheckRunTest, OnlyTheAutomaticMotionLetsTheChecksSettleTheFlags) {
+    // Kinematic as asked: the static receiver's epochs keep their flag.
+    ASSERT_EQ(Convert(1), 0);
+    EXPECT_EQ(KinematicEpochs(trv), options.epochs);
+    EXPECT_EQ(Results(trv).dynamicsClass, kDynamicsStatic);
+
+    // Close(true) runs every check with every repair, the flags included.
+    CTrvFile file;
+    ASSERT_TRUE(file.Open(trv.c_str(), kTrvRead, false));
+    file.Close(true);
+    EXPECT_EQ(KinematicEpochs(trv), 0);
+}
+
+TEST_F(CheckRunTest, AnOpeningThatInsistsOnCheckedDataChecksOnlyOnce) {
+    ConvertParams params = convtest::MakeParams(input, trv);
+    params.options.runChecks = 0;
+    params.options.motionMode = 1;
+    ConvertCallbacks callbacks = Callbacks();
+    ASSERT_EQ(ublox2trv::ConvertFile(&params, &callbacks), 0);
+    EXPECT_EQ(Results(trv).status, kPreprocessNotDone);
+
+    CTrvFile file;
+    ASSERT_TRUE(file.Open(trv.c_str(), kTrvRead, true));
+    EXPECT_TRUE(file.IsPreprocessed());
+    EXPECT_EQ(file.EpochCount(), options.epochs);
+    file.Close();
+    EXPECT_EQ(KinematicEpochs(trv), 0);
+
+    // Marked as done, the file is opened as it is.
+    damage::Epochs epochs = checktest::ReadEpochs(trv);
+    ASSERT_EQ(epochs.size(), size_t(options.epochs));
+    CTrvFile rewrite;
+    ASSERT_TRUE(rewrite.Open(trv.c_str(), kTrvReadWrite, false));
+    epochs[0].flags |= kEpochKinematic;
+    ASSERT_EQ(rewrite.WriteEpochAt(0, epochs[0], true), 0);
+    rewrite.Close();
+    CTrvFile again;
+    ASSERT_TRUE(again.Open(trv.c_str(), kTrvRead, true));
+    again.Close();
+    EXPECT_EQ(KinematicEpochs(trv), 1);
+}
+
+TEST_F(CheckRunTest, AnAbortDuringTheChecksFailsTheConversion) {
+    host.abortOnChecks = true;
+    EXPECT_EQ(Convert(2), 1);
+    EXPECT_EQ(host.progress.back(), std::make_pair(100, 100));
+}
