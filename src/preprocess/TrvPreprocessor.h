@@ -199,6 +199,12 @@ protected:
     int ephemerisState = 0;   // 0 not tried, 1 loaded, -1 failed
     PreprocessObserver observer;
     char runFileName[kTrvFileNameSize] = {};
+
+    // The survey's vote on the Doppler unit from one GPS satellite of a
+    // sample: 1 when the Doppler stands a wrong-unit factor off the range
+    // rate, -1 when it does not, 0 when the epochs cannot say.
+    static int DopplerUnitVote(const CGnssEpoch& current, const CGnssEpoch& sampled, const SatelliteId& id,
+                               double deltaT);
 };
 
 // The checks on a closed file by name, as Close(true) and a conversion run
