@@ -225,6 +225,11 @@ protected:
     // both files. 1 when done, -2 when the new files could not be made.
     int SplitTimeOrder(bool reversals);
     DynamicsFigures lastDynamics;
+    // The survey's vote on the Doppler unit from one GPS satellite of a
+    // sample: 1 when the Doppler stands a wrong-unit factor off the range
+    // rate, -1 when it does not, 0 when the epochs cannot say.
+    static int DopplerUnitVote(const CGnssEpoch& current, const CGnssEpoch& sampled, const SatelliteId& id,
+                               double deltaT);
 };
 
 // The checks on a closed file by name, as Close(true) and a conversion run
