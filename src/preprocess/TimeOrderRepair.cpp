@@ -218,6 +218,8 @@ int SplitByPhase(CTrvFile& source, SplitSink& sink) {
 int SplitReversals(CTrvFile& source, SplitSink& sink) {
     CGnssEpoch previous, current, ahead;
     int moved = 0;
+    int noReturnFrom = -1;        // where a look-ahead ran to the end in vain
+    double noReturnAfter = 0.0;   // the time it looked for
     int index = ReadFrom(source, 0, previous);
     if (index < 0) return 0;
     sink.Good(previous);
@@ -236,11 +238,19 @@ int SplitReversals(CTrvFile& source, SplitSink& sink) {
             sink.Good(current);
             previous = current;
         } else if (step >= kJumpStep) {
-            // Look ahead for a step back that lands at or after previous.
+            // Look ahead for a step back that lands at or after previous. A
+            // look-ahead that found none to the end answers for every later
+            // jump whose previous is no earlier, so a file of many jumps is
+            // not read to its end once for each.
             bool returns = false;
+            const bool known = noReturnFrom >= 0 && AbsoluteEpochTime(previous) >= noReturnAfter;
             CGnssEpoch before = current;
-            for (int at = index; !returns && (at = ReadFrom(source, at + 1, ahead)) >= 0; before = ahead)
+            for (int at = index; !known && !returns && (at = ReadFrom(source, at + 1, ahead)) >= 0; before = ahead)
                 returns = EpochStep(before, ahead) < 0.0 && EpochStep(previous, ahead) >= 0.0;
+            if (!returns && !known) {
+                noReturnFrom = index;
+                noReturnAfter = AbsoluteEpochTime(previous);
+            }
             if (!returns) {
                 // A true gap in the recording: the file goes on from here.
                 sink.Good(current);
