@@ -73,7 +73,8 @@ int CheckAndReport(const std::string& path, bool fixStaticKinematic) {
 
     CProgressBar bar(stderr, "steps");
     g_bar = &bar;
-    checks.Open(path.c_str(), kTrvReadWrite, false);
+    // The reason an opening failed is worth more than the survey's words.
+    const std::string openError = checks.Open(path.c_str(), kTrvReadWrite, false) ? "" : checks.ErrorText();
     checks.Run(fixStaticKinematic, true, true);
     checks.Close(false);
     bar.Finish();
@@ -89,6 +90,8 @@ int CheckAndReport(const std::string& path, bool fixStaticKinematic) {
     }
     std::printf("\nPre-processing checks of %s\n", path.c_str());
     PrintTable(*own);
+    if (own->status[1] != "PASS")
+        std::printf("reason: %s\n", !openError.empty() ? openError.c_str() : checks.ErrorText());
 
     if (checks.timeReversalCount > 0)
         std::printf("\n%d epochs out of time order moved to %s\n", checks.timeReversalCount,
@@ -104,7 +107,9 @@ int CheckAndReport(const std::string& path, bool fixStaticKinematic) {
                     report.status[1].c_str());
         if (epochs > 0) total += epochs;
     }
-    std::printf("epochs now in %s%s: %d\n", path.c_str(), reports.size() > 1 ? " and its side files" : "", total);
+    if (total >= 0)
+        std::printf("epochs now in %s%s: %d\n", path.c_str(), reports.size() > 1 ? " and its side files" : "",
+                    total);
     return own->status[1] == "PASS" ? 0 : 1;
 }
 

@@ -75,14 +75,7 @@ void CTrvPreprocessor::Run(bool fixStaticKinematic, bool fixDuplicateEpochs, boo
 
     double poorRatio = 0.0;
     bool mixedFlags = false;
-    bool surveyed = false;
-    if (IsOpen() && Version() == 2) {
-        // The older format's rewriting is not built; its file is left as it is.
-        SetError("Pre-processing checks of TRV_VERSION_2 files are not supported: %s", runFileName);
-    } else {
-        surveyed = Survey(poorRatio, mixedFlags);
-    }
-    if (!surveyed) {
+    if (!Survey(poorRatio, mixedFlags)) {
         resultsV2.status = resultsV3.status = kPreprocessNotDone;
         BuildReport();
         if (observer.report != nullptr) observer.report(observer.context, *this);
