@@ -53,6 +53,18 @@ private:
     // Reads the lines alone; the GPS time stays as the file gives it.
     bool ReadText(TextRecord& text, int version, char* message);
     GloEphemerisRecord record{};
+
+    // The last integrated state. A solve asks for the same satellite many
+    // times within a millisecond (light-time and least-squares iterations);
+    // within that the state is carried by its own velocity and acceleration,
+    // which is exact to far below a micrometre, instead of integrating the
+    // whole way from the reference time again.
+    struct IntegratedState {
+        bool valid = false;
+        double dt = 0.0;
+        double position[3] = {}, velocity[3] = {}, acceleration[3] = {};
+    };
+    mutable IntegratedState lastState;
 };
 
 }  // namespace GNSS

@@ -27,6 +27,14 @@ void Derivative(const double s[6], const double acc[3], double d[6]) {
 
 }  // namespace
 
+void GlonassAcceleration(const double position[3], const double velocity[3], const double acceleration[3],
+                         double out[3]) {
+    const double s[6] = {position[0], position[1], position[2], velocity[0], velocity[1], velocity[2]};
+    double d[6];
+    Derivative(s, acceleration, d);
+    for (int c = 0; c < 3; ++c) out[c] = d[c + 3];
+}
+
 int GlonassStepCount(double dt) {
     const int count = TruncateToInt(std::fabs(dt) / kGlonassMaxStep);
     return count < 1 ? 1 : count;

@@ -18,3 +18,8 @@ bool IntegrateGlonassOrbit(const double position[3], const double velocity[3],
 
 // The number of steps that IntegrateGlonassOrbit takes for dt.
 int GlonassStepCount(double dt);
+
+// The acceleration, km/s2, of a state under the force model the
+// integration uses.
+void GlonassAcceleration(const double position[3], const double velocity[3], const double acceleration[3],
+                         double out[3]);

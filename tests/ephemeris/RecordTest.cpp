@@ -152,6 +152,25 @@ TEST(GlonassOrbit, AgreesWithIndependentIntegrationWithinAnHour) {
     EXPECT_NEAR(glo.ComputeClockBias(reference + 600.0), tau + 3.0e-8 + gamma * 600.0, 1e-18);
 }
 
+TEST(GlonassOrbit, AStateAskedForAgainWithinAMillisecondIsCarriedNotIntegrated) {
+    const GloEphemerisRecord r = sample::GlonassAt(381618.0);
+    const CEphemerisGLO carried(r);
+    const GpsTime reference(2300, 381618.0);
+    double p[3], v[3], fresh[3], freshV[3];
+    // 599.9995 s then near it: carried from the first; 600.5 s is
+    // integrated again, and so is 599.9999 after 600.0004, across the
+    // change from four to five steps.
+    for (double dt : {599.9995, 600.0004, 599.9999, 600.5, 600.5009, 480.0004, 479.9996}) {
+        ASSERT_TRUE(carried.ComputePositionVelocity(reference + dt, 2.0e7, p, v)) << dt;
+        ASSERT_TRUE(CEphemerisGLO(r).ComputePositionVelocity(reference + dt, 2.0e7, fresh, freshV)) << dt;
+        EXPECT_LT(Distance(p, fresh), 1e-6) << dt;
+        EXPECT_LT(Distance(v, freshV), 1e-9) << dt;
+    }
+    // The carried state is refused where the integration would be.
+    ASSERT_TRUE(carried.ComputePositionVelocity(reference + 3599.9995, 0.0, p, v));
+    EXPECT_FALSE(carried.ComputePositionVelocity(reference + 3600.0004, 0.0, p, v));
+}
+
 // IsValid of an edited copy of a sample record.
 template <typename E, typename R, typename F>
 std::function<bool(char*)> Valid(R r, F edit) { edit(r); return [r](char* m) { return E(r).IsValid(m); }; }
