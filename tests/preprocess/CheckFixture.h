@@ -5,6 +5,7 @@
 // epochs of a file read back.
 #include <gtest/gtest.h>
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -16,6 +17,20 @@
 
 namespace checktest {
 
+// Converts a log into trv (and its .epp and .sta) without the checks.
+inline void ConvertUnchecked(const std::string& log, const std::string& trv) {
+    ConvertParams params = convtest::MakeParams(log, trv);
+    params.options.runChecks = 0;
+    ConvertCallbacks callbacks{};
+    callbacks.structSize = sizeof callbacks;
+    EXPECT_EQ(ublox2trv::ConvertFile(&params, &callbacks), 0);
+}
+
+// A real log beside the project, converted without the checks.
+inline void ConvertRealLog(const char* log, const std::string& trv) {
+    ConvertUnchecked((ubxtest::SharedUbxDir() / log).string(), trv);
+}
+
 // Converts the sample log of these options into base.trv/.epp/.sta in dir,
 // without the checks; returns the .trv path.
 inline std::string ConvertSample(const ubxtest::TempDir& dir, const simulation::SampleLogOptions& options,
@@ -25,11 +40,7 @@ inline std::string ConvertSample(const ubxtest::TempDir& dir, const simulation::
     const std::string input = dir.File(base + ".ubx");
     EXPECT_TRUE(log.Save(input));
     const std::string trv = dir.File(base + ".trv");
-    ConvertParams params = convtest::MakeParams(input, trv);
-    params.options.runChecks = 0;
-    ConvertCallbacks callbacks{};
-    callbacks.structSize = sizeof callbacks;
-    EXPECT_EQ(ublox2trv::ConvertFile(&params, &callbacks), 0);
+    ConvertUnchecked(input, trv);
     return trv;
 }
 
@@ -51,16 +62,22 @@ inline void WriteEpochs(const std::string& path, const std::vector<CGnssEpoch>& 
     file.Close();
 }
 
-// The checks on a file as Close(true) runs them, keeping the object so that
-// a test can read its results; the file is closed after the run.
-struct CheckRun {
-    CTrvPreprocessor checks;
-    explicit CheckRun(const std::string& path, bool fixStaticKinematic = true, bool fixDuplicates = true,
-                      bool fixReversals = true) {
-        checks.Open(path.c_str(), kTrvReadWrite, false);
-        checks.Run(fixStaticKinematic, fixDuplicates, fixReversals);
-        checks.Close(false);
-    }
-};
+// The detection bits of these signals.
+inline uint32_t SignalMask(std::initializer_list<GnssSignalId> ids) {
+    uint32_t mask = 0;
+    for (GnssSignalId id : ids) mask |= 1u << SignalDetectionBit(id);
+    return mask;
+}
+
+// These epochs in place of the file's, beside its .epp, surveyed.
+inline std::unique_ptr<CTrvPreprocessor> Surveyed(const std::string& path, const std::vector<CGnssEpoch>& epochs) {
+    WriteEpochs(path, epochs);
+    auto checks = std::make_unique<CTrvPreprocessor>();
+    EXPECT_TRUE(checks->Open(path.c_str(), kTrvReadWrite, false));
+    double poorRatio = 0.0;
+    bool mixedFlags = false;
+    EXPECT_TRUE(checks->Survey(poorRatio, mixedFlags));
+    return checks;
+}
 
 }  // namespace checktest

@@ -7,9 +7,9 @@
 #include <vector>
 
 #include <cstring>
+#include <filesystem>
 
 #include "preprocess/CheckFixture.h"
-#include "preprocess/TrvDamage.h"
 
 namespace {
 
@@ -74,8 +74,7 @@ TEST_F(CheckRunTest, AConversionRunsTheChecksAndLeavesTheResultsInTheHeader) {
     EXPECT_NE(std::find(host.messages.begin(), host.messages.end(), "Performing pre-processing checks..."),
               host.messages.end());
     // The checks' progress follows the conversion's, from (0, 100) to (100, 100).
-    const auto opening = std::find(host.progress.begin(), host.progress.end(), std::make_pair(0, 100));
-    ASSERT_NE(opening, host.progress.end());
+    EXPECT_NE(std::find(host.progress.begin(), host.progress.end(), std::make_pair(0, 100)), host.progress.end());
     EXPECT_EQ(host.progress.back(), std::make_pair(100, 100));
     const TrvPreprocessBlockV3 results = Results(trv);
     EXPECT_EQ(results.status, kPreprocessDone);
@@ -85,50 +84,50 @@ TEST_F(CheckRunTest, AConversionRunsTheChecksAndLeavesTheResultsInTheHeader) {
     EXPECT_EQ(KinematicEpochs(trv), 0);
 }
 
-TEST_F(CheckRunTest, OnlyTheAutomaticMotionLetsTheChecksSettleTheFlags) {
-    // Kinematic as asked: the static receiver's epochs keep their flag.
+TEST_F(CheckRunTest, OnlyTheAutomaticMotionOrAnUncheckedOpeningSettleTheFlags) {
+    // Kinematic as asked: the static receiver's epochs keep their flag, and
+    // an opening that insists on checked data finds them checked.
     ASSERT_EQ(Convert(1), 0);
-    EXPECT_EQ(KinematicEpochs(trv), options.epochs);
     EXPECT_EQ(Results(trv).dynamicsClass, kDynamicsStatic);
-
-    // Close(true) runs every check with every repair, the flags included.
     CTrvFile file;
-    ASSERT_TRUE(file.Open(trv.c_str(), kTrvRead, false));
+    ASSERT_TRUE(file.Open(trv.c_str(), kTrvRead, true));
+    EXPECT_EQ(KinematicEpochs(trv), options.epochs);
+    // Close(true) runs every check with every repair, the flags included.
     file.Close(true);
     EXPECT_EQ(KinematicEpochs(trv), 0);
-}
 
-TEST_F(CheckRunTest, AnOpeningThatInsistsOnCheckedDataChecksOnlyOnce) {
+    // Unchecked, the same opening checks it once, before it opens.
     ConvertParams params = convtest::MakeParams(input, trv);
     params.options.runChecks = 0;
     params.options.motionMode = 1;
     ConvertCallbacks callbacks = Callbacks();
     ASSERT_EQ(ublox2trv::ConvertFile(&params, &callbacks), 0);
     EXPECT_EQ(Results(trv).status, kPreprocessNotDone);
-
-    CTrvFile file;
-    ASSERT_TRUE(file.Open(trv.c_str(), kTrvRead, true));
-    EXPECT_TRUE(file.IsPreprocessed());
-    EXPECT_EQ(file.EpochCount(), options.epochs);
-    file.Close();
+    CTrvFile unchecked;
+    ASSERT_TRUE(unchecked.Open(trv.c_str(), kTrvRead, true));
+    EXPECT_TRUE(unchecked.IsPreprocessed());
+    EXPECT_EQ(unchecked.EpochCount(), options.epochs);
     EXPECT_EQ(KinematicEpochs(trv), 0);
-
-    // Marked as done, the file is opened as it is.
-    damage::Epochs epochs = checktest::ReadEpochs(trv);
-    ASSERT_EQ(epochs.size(), size_t(options.epochs));
-    CTrvFile rewrite;
-    ASSERT_TRUE(rewrite.Open(trv.c_str(), kTrvReadWrite, false));
-    epochs[0].flags |= kEpochKinematic;
-    ASSERT_EQ(rewrite.WriteEpochAt(0, epochs[0], true), 0);
-    rewrite.Close();
-    CTrvFile again;
-    ASSERT_TRUE(again.Open(trv.c_str(), kTrvRead, true));
-    again.Close();
-    EXPECT_EQ(KinematicEpochs(trv), 1);
 }
 
 TEST_F(CheckRunTest, AnAbortDuringTheChecksFailsTheConversion) {
     host.abortOnChecks = true;
     EXPECT_EQ(Convert(2), 1);
     EXPECT_EQ(host.progress.back(), std::make_pair(100, 100));
+}
+
+TEST(CheckDriver, AnOlderFormatFileIsRefusedAndLeftAsItIs) {
+    ubxtest::TempDir dir;
+    const std::string path = dir.File("old.trv");
+    CTrvFile file;
+    ASSERT_TRUE(file.Create(path.c_str(), 39, nullptr, "UBLOX2TRV", -1.0, 1.0, nullptr, 2));
+    file.Close();
+    std::filesystem::resize_file(path, 4096);
+    const std::string before = convtest::ReadText(path);
+    CTrvPreprocessor old;
+    EXPECT_FALSE(old.Open(path.c_str(), kTrvReadWrite, false));
+    EXPECT_STREQ(old.ErrorText(), "TRV version 2 files are not supported yet");
+    old.Run(true, true, true);
+    EXPECT_EQ(old.ResultsV3().status, kPreprocessNotDone);
+    EXPECT_EQ(convtest::ReadText(path), before);
 }

@@ -7,23 +7,12 @@
 
 namespace {
 
-// The damaged epochs in place of the file's, beside its .epp, surveyed.
-std::unique_ptr<CTrvPreprocessor> SurveyDamaged(const std::string& path, const damage::Epochs& epochs) {
-    damage::Save(path, epochs);
-    auto checks = std::make_unique<CTrvPreprocessor>();
-    EXPECT_TRUE(checks->Open(path.c_str(), kTrvReadWrite, false));
-    double poorRatio = 0.0;
-    bool mixedFlags = false;
-    EXPECT_TRUE(checks->Survey(poorRatio, mixedFlags));
-    return checks;
-}
-
 // Calls compare(original, repaired, has a rate) for the first signal of
 // every satellite of every epoch; a rate needs the signal in the epoch
 // before, or for the first epoch in the second, which lends it its own.
 template <typename Compare>
 void CompareFirstSignals(const damage::Epochs& original, const std::string& path, Compare&& compare) {
-    const damage::Epochs repaired = damage::Load(path);
+    const damage::Epochs repaired = checktest::ReadEpochs(path);
     ASSERT_EQ(repaired.size(), original.size());
     for (size_t k = 0; k < original.size(); ++k)
         for (const SatelliteId& id : original[k].satelliteList)
@@ -44,13 +33,9 @@ protected:
         } else {
             SKIP_WITHOUT_SHARED_LOGS();
             path = dir.File("real.trv");
-            ConvertParams params = convtest::MakeParams((ubxtest::SharedUbxDir() / GetParam()).string(), path);
-            params.options.runChecks = 0;
-            ConvertCallbacks callbacks{};
-            callbacks.structSize = sizeof callbacks;
-            ASSERT_EQ(ublox2trv::ConvertFile(&params, &callbacks), 0);
+            checktest::ConvertRealLog(GetParam(), path);
         }
-        original = damage::Load(path);
+        original = checktest::ReadEpochs(path);
     }
     ubxtest::TempDir dir;
     std::string path;
@@ -65,7 +50,7 @@ TEST_P(DopplerDamage, AWrongUnitIsFoundAndUndone) {
         double wavelength = 0.0;
         return service.GetWavelength(id, 0, wavelength) ? -1.0 / wavelength : 1.0;
     });
-    auto checks = SurveyDamaged(path, epochs);
+    auto checks = checktest::Surveyed(path, epochs);
     EXPECT_TRUE(checks->dopplerUnitsWrong);
     EXPECT_FALSE(checks->dopplerSignWrong || checks->dopplerInvalid || checks->dopplerSpoilt);
     checks->RepairDopplerUnits();
@@ -77,7 +62,7 @@ TEST_P(DopplerDamage, AWrongUnitIsFoundAndUndone) {
 TEST_P(DopplerDamage, ATurnedSignIsFoundAndUndone) {
     damage::Epochs epochs = original;
     damage::ScaleDoppler(epochs, [](const SatelliteId&) { return -1.0; });
-    auto checks = SurveyDamaged(path, epochs);
+    auto checks = checktest::Surveyed(path, epochs);
     EXPECT_TRUE(checks->dopplerSignWrong);
     EXPECT_FALSE(checks->dopplerUnitsWrong || checks->dopplerInvalid || checks->dopplerSpoilt);
     EXPECT_GT(checks->RepairDopplerSign(), 0);
@@ -98,10 +83,10 @@ constexpr double kRecomputedHz = 0.5;
 TEST(DopplerRecompute, RangeRatesReplaceZerosOrEveryDoppler) {
     ubxtest::TempDir dir;
     const std::string path = checktest::ConvertSample(dir, {});
-    const damage::Epochs original = damage::Load(path);
+    const damage::Epochs original = checktest::ReadEpochs(path);
     damage::Epochs epochs = original;
     damage::ZeroDoppler(epochs);
-    auto checks = SurveyDamaged(path, epochs);
+    auto checks = checktest::Surveyed(path, epochs);
     EXPECT_TRUE(checks->dopplerInvalid);
     EXPECT_FALSE(checks->dopplerUnitsWrong || checks->dopplerSignWrong || checks->dopplerSpoilt);
     EXPECT_GT(checks->RecomputeDopplerSelective(), 0);
@@ -116,7 +101,7 @@ TEST(DopplerRecompute, RangeRatesReplaceZerosOrEveryDoppler) {
 
     // The full recomputation, on the undamaged file, replaces every first
     // signal that has a rate.
-    damage::Save(path, original);
+    checktest::WriteEpochs(path, original);
     CTrvPreprocessor full;
     ASSERT_TRUE(full.Open(path.c_str(), kTrvReadWrite, false));
     EXPECT_GT(full.RecomputeDopplerFull(), 0);

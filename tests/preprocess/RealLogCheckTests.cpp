@@ -15,14 +15,15 @@ struct CheckedLog {
     const char* constellations;   // row 11 lists them
     const char* signals;          // row 12 lists them
     uint32_t dynamicsClass;
+    double slowMean;              // m/s, of the pairs between 0.2 and 10 m/s
     const char* motionFlags;      // detail of row 16
 };
 
 // u-blox logs carry no receiver clock, so every epoch on a whole second has
 // its position and clock solved (row 8) wherever an ephemeris exists; a log
 // without one fails row 3 and gets no positions, so its motion stays
-// unknown (class 0) and its epochs are flagged kinematic. Row 17 is never
-// filled.
+// unknown (no height qualifies: class 0) and its epochs are flagged
+// kinematic. Row 17 is never filled.
 constexpr const char* kNoEphemeris =
     "3:FAIL | No ephemeris data available during decoding - required for some preprocessing functions";
 constexpr const char* kSpareRow = "17:Not Tested | No Test Performed";
@@ -35,48 +36,57 @@ std::string Recomputed(int epochs) {
 const CheckedLog kLogs[] = {
     // No navigation data at all.
     {"f9p_1hz_gps_glo_gal_bds_rawx_nosfrbx.ubx", {kNoEphemeris, kSpareRow}, "GPS GLONASS BeiDou Galileo ",
-     "GPS: L1 L2C GLONASS: L1 L2 BeiDou: B1I Galileo: E1 E5b ", 0, kMadeKinematic},
+     "GPS: L1 L2C GLONASS: L1 L2 BeiDou: B1I Galileo: E1 E5b ", 0, 0.0, kMadeKinematic},
     // The overloaded 4 Hz link drops GLONASS L2 far more often than L1: its
     // good share against GLONASS L1 falls below 80 %. Its solved positions
-    // stay within the static limits (class 6).
+    // move 0.622 m/s on the mean of the slow pairs, nets below 5 m: class 6.
     {"f9p_4hz_gps_glo_gal_bds_nmea_mixed.ubx",
      {Recomputed(749), "13:FAIL | Problematic tracking detected on GLONASS: L2 ", kSpareRow},
-     "GPS GLONASS BeiDou Galileo ", "GPS: L1 L2C GLONASS: L1 L2 BeiDou: B1I Galileo: E1 E5b ", 6, kUnchanged},
+     "GPS GLONASS BeiDou Galileo ", "GPS: L1 L2C GLONASS: L1 L2 BeiDou: B1I Galileo: E1 E5b ", 6, 0.622, kUnchanged},
     // No navigation data at all.
     {"f9t_1hz_gps_gal_bds_sbas_nosfrbx.ubx", {kNoEphemeris, kSpareRow}, "GPS BeiDou Galileo ",
-     "GPS: L1 L2C BeiDou: B1I Galileo: E1 ", 0, kMadeKinematic},
+     "GPS: L1 L2C BeiDou: B1I Galileo: E1 ", 0, 0.0, kMadeKinematic},
     // The week-0 epochs of the cold start never reach the file; the rest
-    // have their weeks.
+    // have their weeks. Slow 0.349 m/s, heading held over 5 pairs (not more
+    // than 5), nets below 1 m: class 6.
     {"gen9_1hz_gps_gal_coldstart_posllh.ubx", {Recomputed(562), kSpareRow}, "GPS Galileo ", "GPS: L1 Galileo: E1 ",
-     6, kUnchanged},
+     6, 0.349, kUnchanged},
     // AID-EPH is no ephemeris the converter reads; the receiver's own
     // positions still show it standing.
-    {"lea6p_rxmraw_aideph_posllh_2013.ubx", {kNoEphemeris, kSpareRow}, "GPS ", "GPS: L1 ", 6, kUnchanged},
+    {"lea6p_rxmraw_aideph_posllh_2013.ubx", {kNoEphemeris, kSpareRow}, "GPS ", "GPS: L1 ", 6, 0.0, kUnchanged},
     // RXM-SFRB subframes are not decoded: no ephemeris, no positions.
-    {"legacy_1hz_rxmraw_sfrb_2008.ubx", {kNoEphemeris, kSpareRow}, "GPS ", "GPS: L1 ", 0, kMadeKinematic},
+    {"legacy_1hz_rxmraw_sfrb_2008.ubx", {kNoEphemeris, kSpareRow}, "GPS ", "GPS: L1 ", 0, 0.0, kMadeKinematic},
     // Nine seconds of 10 Hz data: most GPS L1 and Galileo E1 locks are
     // younger than a second, so their good shares stay at or below 50 %.
+    // One epoch without a position against no good pair: class 0.
     {"m8adr_10hz_gps_glo_gal_sbas_9s.ubx",
      {kNoEphemeris, "13:FAIL | Problematic tracking detected on GPS: L1 GALILEO: E1 ", kSpareRow},
-     "GPS GLONASS Galileo ", "GPS: L1 GLONASS: L1 Galileo: E1 ", 0, kMadeKinematic},
-    // The static base: class 6, every epoch stays static.
+     "GPS GLONASS Galileo ", "GPS: L1 GLONASS: L1 Galileo: E1 ", 0, 0.0, kMadeKinematic},
+    // The static base: its slow mean of 0.979 m/s is the noise of single
+    // positions, the heading holds over 2 pairs only and the nets are 12.4 m
+    // east and 2.5 m north (decided at 6 satellites, 4 s of lock): class 6,
+    // and every epoch stays static.
     {"m8p_base_1hz_gps_glo_61min.ubx", {Recomputed(3687), kSpareRow}, "GPS GLONASS ", "GPS: L1 GLONASS: L1 ", 6,
-     kUnchanged},
+     0.979, kUnchanged},
     // QZSS L1CA always counts as a tracking problem, and the problem list
-    // has no QZSS group: row 13 fails with nothing after its words.
+    // has no QZSS group: row 13 fails with nothing after its words. Slow
+    // 0.971 m/s: class 6.
     {"m8p_base_1hz_gps_glo_qzs_badck_gappy.ubx",
      {Recomputed(880), "13:FAIL | Problematic tracking detected on ", kSpareRow}, "GPS GLONASS QZSS ",
-     "GPS: L1 GLONASS: L1 QZSS: L1CA ", 6, kUnchanged},
-    // The rovers move at a walking pace (slow mean between 1.1 and 2 m/s):
-    // class 7, and every epoch becomes kinematic.
+     "GPS: L1 GLONASS: L1 QZSS: L1CA ", 6, 0.971, kUnchanged},
+    // The rovers move slowly: no pair above 10 m/s, slow means of 1.471 m/s
+    // (heights 80.7 to 121.6 m, climb run 3, 147 poor epochs per thousand
+    // samples) and 1.261 m/s (heights 58.8 to 81.7 m, nets 165.5 m east and
+    // 80.5 m north), both between 1.1 and 2.0: class 7, and every epoch
+    // becomes kinematic.
     {"m8p_rover_1hz_gps_glo_tm2_glo255.ubx", {Recomputed(2072), kSpareRow}, "GPS GLONASS ", "GPS: L1 GLONASS: L1 ",
-     7, kMadeKinematic},
+     7, 1.471, kMadeKinematic},
     {"m8p_rover_2hz_gps_glo_tm2.ubx", {Recomputed(3910), kSpareRow}, "GPS GLONASS ", "GPS: L1 GLONASS: L1 ", 7,
-     kMadeKinematic},
+     1.261, kMadeKinematic},
     // The first epoch, in week 0 with the clock reset, is not written; the
-    // rest is a quiet static log.
+    // rest is a quiet static log (slow 1.063 m/s, just within 1.1).
     {"m8t_1hz_gps_glo_gal_sbas_week0.ubx", {Recomputed(267), kSpareRow}, "GPS GLONASS Galileo ",
-     "GPS: L1 GLONASS: L1 Galileo: E1 ", 6, kUnchanged},
+     "GPS: L1 GLONASS: L1 Galileo: E1 ", 6, 1.063, kUnchanged},
 };
 
 struct Reports {
@@ -104,11 +114,13 @@ TEST_P(RealLogCheckTest, ReportIsPinnedAndNoEpochIsLost) {
     params.options.runChecks = 0;
     ConvertCallbacks callbacks{};
     callbacks.structSize = sizeof callbacks;
-    ASSERT_EQ(ublox2trv::ConvertFile(&params, &callbacks), 0);
+    ASSERT_EQ(ublox2trv::ConvertFile(&params, &callbacks), 0);   // for its count of epochs written
 
     // The checks exactly as the conversion runs them with its default motion.
     Reports reports;
-    CTrvPreprocessor checks;
+    struct : CTrvPreprocessor {
+        using CTrvPreprocessor::lastDynamics;
+    } checks;
     checks.SetObserver({Keep, &reports});
     checks.Open(trv.c_str(), kTrvReadWrite, false);
     checks.Run(true, true, true);
@@ -135,6 +147,9 @@ TEST_P(RealLogCheckTest, ReportIsPinnedAndNoEpochIsLost) {
     TrvPreprocessBlockV3 results;
     std::memcpy(&results, file.HeaderImage() + 112, sizeof results);
     EXPECT_EQ(uint32_t{results.dynamicsClass}, log.dynamicsClass);
+    const DynamicsFigures& f = checks.lastDynamics;
+    EXPECT_EQ(f.fastMean, 0.0);   // no log holds a fast pair
+    EXPECT_NEAR(f.slowMean, log.slowMean, 0.0005);
 
 }
 

@@ -3,25 +3,6 @@
 #include "preprocess/CheckFixture.h"
 #include "preprocess/TrvDamage.h"
 
-namespace {
-
-// The epochs in place of the file's, beside its .epp, surveyed.
-std::unique_ptr<CTrvPreprocessor> SurveyOf(const std::string& path, const damage::Epochs& epochs) {
-    damage::Save(path, epochs);
-    auto checks = std::make_unique<CTrvPreprocessor>();
-    EXPECT_TRUE(checks->Open(path.c_str(), kTrvReadWrite, false));
-    double poorRatio = 0.0;
-    bool mixedFlags = false;
-    EXPECT_TRUE(checks->Survey(poorRatio, mixedFlags));
-    return checks;
-}
-
-uint32_t MaskOf(std::initializer_list<GnssSignalId> ids) {
-    uint32_t mask = 0;
-    for (GnssSignalId id : ids) mask |= 1u << SignalDetectionBit(id);
-    return mask;
-}
-
 TEST(FileSurvey, ACleanSampleSetsNoSwitchAndSeesItsSignals) {
     ubxtest::TempDir dir;
     const std::string path = checktest::ConvertSample(dir, {});
@@ -50,7 +31,7 @@ TEST(FileSurvey, ACleanSampleSetsNoSwitchAndSeesItsSignals) {
     EXPECT_EQ(checks.ResultsV3().constellationBits, kSeenGps | kSeenGlonass | kSeenBeiDou | kSeenGalileo);
     EXPECT_EQ(checks.ResultsV2().constellationBits, uint32_t(kSeenGlonass | kSeenBeiDou | kSeenGalileo));
     // L1 C/A with L2C, GLONASS L1 and L2, BeiDou B1I and B2I, Galileo E1 and E5b.
-    EXPECT_EQ(checks.ResultsV3().signalsDetected, MaskOf({0, 3, 20, 21, 40, 41, 60, 62}));
+    EXPECT_EQ(checks.ResultsV3().signalsDetected, checktest::SignalMask({0, 3, 20, 21, 40, 41, 60, 62}));
     EXPECT_EQ(checks.ResultsV3().signalsWithProblems | checks.ResultsV2().problemBits, 0u);
 }
 
@@ -58,34 +39,34 @@ TEST(FileSurvey, RepeatsReversalsAndFarRangesAreNoticed) {
     ubxtest::TempDir dir;
     // Under five minutes of data every epoch is a sample.
     const std::string path = checktest::ConvertSample(dir, {.epochs = 200});
-    const damage::Epochs original = damage::Load(path);
+    const damage::Epochs original = checktest::ReadEpochs(path);
 
     damage::Epochs epochs = original;
     damage::RepeatEpochs(epochs, 50);
-    auto checks = SurveyOf(path, epochs);
+    auto checks = checktest::Surveyed(path, epochs);
     EXPECT_TRUE(checks->duplicateEpochs);
     EXPECT_FALSE(checks->timeReversal || checks->badCaFound);
 
     // A repeat in the very first pair is the receiver starting up.
     epochs = original;
     epochs.insert(epochs.begin() + 1, original[0]);
-    EXPECT_FALSE(SurveyOf(path, epochs)->duplicateEpochs);
+    EXPECT_FALSE(checktest::Surveyed(path, epochs)->duplicateEpochs);
 
     epochs = original;
     damage::MoveBlockLater(epochs, 100, 10, 150);
-    checks = SurveyOf(path, epochs);
+    checks = checktest::Surveyed(path, epochs);
     EXPECT_TRUE(checks->timeReversal);
     EXPECT_FALSE(checks->duplicateEpochs);
 
     epochs = original;
     damage::MoveRange(epochs, 120, epochs[120].satelliteList.front(), 8.0e6);
-    EXPECT_TRUE(SurveyOf(path, epochs)->badCaFound);
+    EXPECT_TRUE(checktest::Surveyed(path, epochs)->badCaFound);
 }
 
 TEST(FileSurvey, WeakTrackingIsAProblemOfItsSignal) {
     ubxtest::TempDir dir;
     const std::string path = checktest::ConvertSample(dir, {.epochs = 200});
-    const damage::Epochs original = damage::Load(path);
+    const damage::Epochs original = checktest::ReadEpochs(path);
     // The signals of one id (all for kNoSignal) in every n-th epoch changed.
     auto surveyWith = [&](GnssSignalId only, size_t every, auto change) {
         damage::Epochs epochs = original;
@@ -93,18 +74,18 @@ TEST(FileSurvey, WeakTrackingIsAProblemOfItsSignal) {
             for (const SatelliteId& id : epochs[k].satelliteList)
                 for (const auto& signal : epochs[k].GetSatellite(id)->signals)
                     if (signal && (only == kNoSignal || signal->signalId == only)) change(*signal);
-        return SurveyOf(path, epochs);
+        return checktest::Surveyed(path, epochs);
     };
     auto shortLock = [](CGnssSignal& signal) { signal.lockTime = 0.5f; };
 
     auto checks = surveyWith(21, 1, shortLock);
-    EXPECT_EQ(checks->ResultsV3().signalsWithProblems, MaskOf({21}));
+    EXPECT_EQ(checks->ResultsV3().signalsWithProblems, checktest::SignalMask({21}));
     EXPECT_EQ(checks->l1Status, kTrackingGood);
     EXPECT_EQ(checks->ResultsV2().problemBits, 0u);
 
     // GLONASS L2 ranges in only two epochs of three, against L1 in all.
     checks = surveyWith(21, 3, [](CGnssSignal& signal) { signal.flags &= ~uint32_t(kSigPseudorange); });
-    EXPECT_EQ(checks->ResultsV3().signalsWithProblems, MaskOf({21}));
+    EXPECT_EQ(checks->ResultsV3().signalsWithProblems, checktest::SignalMask({21}));
 
     checks = surveyWith(kNoSignal, 1, shortLock);
     EXPECT_EQ(checks->ResultsV3().signalsWithProblems, checks->ResultsV3().signalsDetected);
@@ -113,5 +94,3 @@ TEST(FileSurvey, WeakTrackingIsAProblemOfItsSignal) {
     // The newer block tells of tracking by its signal masks alone.
     EXPECT_EQ(checks->ResultsV3().problemBits, 0u);
 }
-
-}  // namespace

@@ -28,9 +28,8 @@ std::string MeasurementDifference(CGnssEpoch a, CGnssEpoch b) {
 void ExpectEpochs(const std::string& path, const Epochs& expected) {
     const Epochs got = checktest::ReadEpochs(path);
     ASSERT_EQ(got.size(), expected.size()) << path;
-    for (size_t i = 0; i < got.size(); ++i) {
+    for (size_t i = 0; i < got.size(); ++i)
         ASSERT_EQ(MeasurementDifference(got[i], expected[i]), "") << path << " epoch " << i;
-    }
 }
 
 struct Split {
@@ -48,15 +47,10 @@ TEST(TimeOrderRepair, ABlockMovedBackGoesAsAWholeToTheSideFile) {
     SKIP_WITHOUT_SHARED_LOGS();
     ubxtest::TempDir dir;
     const std::string trv = dir.File("rover.trv");
-    ConvertParams params =
-        convtest::MakeParams((ubxtest::SharedUbxDir() / "m8p_rover_1hz_gps_glo_tm2_glo255.ubx").string(), trv);
-    params.options.runChecks = 0;
-    ConvertCallbacks callbacks{};
-    callbacks.structSize = sizeof callbacks;
-    ASSERT_EQ(ublox2trv::ConvertFile(&params, &callbacks), 0);
-    Epochs kept = damage::Load(trv), damaged = kept;
+    checktest::ConvertRealLog("m8p_rover_1hz_gps_glo_tm2_glo255.ubx", trv);
+    Epochs kept = checktest::ReadEpochs(trv), damaged = kept;
     damage::MoveBlockLater(damaged, 300, 40, 900);
-    damage::Save(trv, damaged);
+    checktest::WriteEpochs(trv, damaged);
     Split split(trv, true);
     EXPECT_EQ(split.result, 1);
     EXPECT_EQ(split.checks.timeReversalCount, 40);
@@ -71,10 +65,10 @@ TEST(TimeOrderRepair, ABlockMovedBackGoesAsAWholeToTheSideFile) {
 TEST(TimeOrderRepair, AnHourAheadIsABlockOnlyWhenTheTimeLineReturns) {
     ubxtest::TempDir dir;
     const std::string trv = checktest::ConvertSample(dir, {.epochs = 120});
-    Epochs epochs = damage::Load(trv);
+    Epochs epochs = checktest::ReadEpochs(trv);
     // 40..49 return to the time line; 100 onwards never do: a true gap.
     for (size_t i = 40; i < epochs.size(); i = i == 49 ? 100 : i + 1) epochs[i].rawRcvTime += 7200.0;
-    damage::Save(trv, epochs);
+    checktest::WriteEpochs(trv, epochs);
     Split split(trv, true);
     EXPECT_EQ(split.checks.timeReversalCount, 10);
     ExpectEpochs(dir.File("sample(OutOfOrder).trv"), Epochs(epochs.begin() + 40, epochs.begin() + 50));
@@ -86,10 +80,10 @@ TEST(TimeOrderRepair, RepeatsGoAsideFewByTimeManyByTheirPhases) {
     ubxtest::TempDir dir;
     const std::string trv = checktest::ConvertSample(dir, {.epochs = 120});
     const std::string side = dir.File("sample(Duplicates).trv");
-    const Epochs unmarked = damage::Load(trv);
+    const Epochs unmarked = checktest::ReadEpochs(trv);
     Epochs epochs = unmarked;
     ASSERT_EQ(damage::RepeatEpochs(epochs, 25), 4);   // 3.2 % of the file: simple split
-    damage::Save(trv, epochs);
+    checktest::WriteEpochs(trv, epochs);
     Split few(trv, false);
     EXPECT_EQ(few.checks.duplicateEpochCount, 4);
     ExpectEpochs(trv, unmarked);
@@ -112,7 +106,7 @@ TEST(TimeOrderRepair, RepeatsGoAsideFewByTimeManyByTheirPhases) {
     addPhase(epochs.front(), 1.0, 1e7);
     const size_t stale = 1 + 9 * 2 + 7;   // the original of the third pair
     addPhase(epochs[stale], 1.0, 1e7);
-    damage::Save(trv, epochs);
+    checktest::WriteEpochs(trv, epochs);
     Split many(trv, false);
     EXPECT_EQ(many.checks.duplicateEpochCount, 16);
     ExpectEpochs(trv, original);
@@ -125,7 +119,7 @@ TEST(TimeOrderRepair, RepeatsGoAsideFewByTimeManyByTheirPhases) {
     // lost and the file rises.
     epochs = unmarked;
     damage::RepeatEpochs(epochs, 8);
-    damage::Save(trv, epochs);
+    checktest::WriteEpochs(trv, epochs);
     Split blind(trv, false);
     const Epochs kept = checktest::ReadEpochs(trv);
     for (size_t i = 1; i < kept.size(); ++i) ASSERT_GT(EpochStep(kept[i - 1], kept[i]), 0.0) << i;

@@ -2,13 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "preprocess/CheckFixture.h"
-
 namespace damage {
-
-Epochs Load(const std::string& path) { return checktest::ReadEpochs(path); }
-
-void Save(const std::string& path, const Epochs& epochs) { checktest::WriteEpochs(path, epochs); }
 
 void MoveBlockLater(Epochs& epochs, size_t first, size_t count, size_t after) {
     ASSERT_LE(first + count, after + 1);

@@ -1,8 +1,8 @@
 #pragma once
 // Damages the epochs of a raw file in one known way at a time, so that a
 // check can be shown to find exactly that and to repair it back to the
-// undamaged original. Each function works on epochs in hand; Load and Save
-// move them from and to a file.
+// undamaged original. Each function works on epochs in hand, read from and
+// written to a file with the checks' fixture.
 #include <functional>
 #include <string>
 #include <vector>
@@ -12,9 +12,6 @@
 namespace damage {
 
 using Epochs = std::vector<CGnssEpoch>;
-
-Epochs Load(const std::string& path);
-void Save(const std::string& path, const Epochs& epochs);
 
 // Moves epochs [first, first + count) to stand after epoch `after` (an
 // index of the undamaged list, after >= first + count): in file order they
