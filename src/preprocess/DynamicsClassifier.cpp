@@ -299,7 +299,10 @@ void CTrvPreprocessor::RewriteMotionFlags() {
     CGnssEpoch epoch;
     for (int index = 0, count = EpochCount(); index < count; ++index) {
         StepProgress();
-        if (ReadEpochAt(index, epoch) != 0) continue;
+        // The header's count may promise more records than the file holds.
+        const int read = ReadEpochAt(index, epoch);
+        if (read < 0) break;
+        if (read != 0) continue;
         const bool kinematic = (epoch.flags & kEpochKinematic) != 0;
         if (kinematic != toStatic) continue;
         if (toStatic) {
