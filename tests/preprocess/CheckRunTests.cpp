@@ -78,9 +78,9 @@ TEST_F(CheckRunTest, AConversionRunsTheChecksAndLeavesTheResultsInTheHeader) {
     EXPECT_EQ(host.progress.back(), std::make_pair(100, 100));
     const TrvPreprocessBlockV3 results = Results(trv);
     EXPECT_EQ(results.status, kPreprocessDone);
-    EXPECT_EQ(results.problemBits, 0u);
-    EXPECT_EQ(results.dynamicsClass, kDynamicsStatic);
-    EXPECT_EQ(results.constellationBits, kSeenGps | kSeenGlonass | kSeenBeiDou | kSeenGalileo);
+    EXPECT_EQ(+results.problemBits, 0u);
+    EXPECT_EQ(+results.dynamicsClass, kDynamicsStatic);
+    EXPECT_EQ(+results.constellationBits, kSeenGps | kSeenGlonass | kSeenBeiDou | kSeenGalileo);
     EXPECT_EQ(KinematicEpochs(trv), 0);
 }
 
@@ -88,7 +88,7 @@ TEST_F(CheckRunTest, OnlyTheAutomaticMotionOrAnUncheckedOpeningSettleTheFlags) {
     // Kinematic as asked: the static receiver's epochs keep their flag, and
     // an opening that insists on checked data finds them checked.
     ASSERT_EQ(Convert(1), 0);
-    EXPECT_EQ(Results(trv).dynamicsClass, kDynamicsStatic);
+    EXPECT_EQ(+Results(trv).dynamicsClass, kDynamicsStatic);
     CTrvFile file;
     ASSERT_TRUE(file.Open(trv.c_str(), kTrvRead, true));
     EXPECT_EQ(KinematicEpochs(trv), options.epochs);

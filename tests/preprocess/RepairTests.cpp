@@ -45,7 +45,7 @@ struct Repair {
         checks.weeksPresent = 0;
         checks.RepairWeeks();
         EXPECT_EQ(checks.weeksComputed, static_cast<int>(original.size()));
-        EXPECT_EQ(checks.ResultsV3().problemBits, 0u);
+        EXPECT_EQ(+checks.ResultsV3().problemBits, 0u);
         ExpectAfterClose(original);
     }
 };
@@ -166,7 +166,7 @@ TEST(RepairWithoutEphemeris, WeeksAndPositionsFailWithTheirProblemBits) {
     repair.Open(damaged, false);
     repair.checks.RepairWeeks();
     EXPECT_EQ(repair.checks.weeksComputed, -1);
-    EXPECT_EQ(repair.checks.ResultsV3().problemBits, uint32_t(kProblemNoEphemeris | kProblemWeeksUnknown));
+    EXPECT_EQ(+repair.checks.ResultsV3().problemBits, uint32_t(kProblemNoEphemeris | kProblemWeeksUnknown));
     EXPECT_EQ(repair.checks.RecomputePositions(true), -2);
     EXPECT_STREQ(repair.checks.ErrorText(), "Ephemeris file could not be loaded");
     EXPECT_EQ(repair.checks.ephemerisLoaded, 0);

@@ -28,11 +28,11 @@ TEST(FileSurvey, ACleanSampleSetsNoSwitchAndSeesItsSignals) {
     EXPECT_TRUE(checks.recomputeAtSeconds);
     EXPECT_EQ(checks.l1Status, kTrackingGood);
     EXPECT_EQ(checks.l2Status, kTrackingGood);
-    EXPECT_EQ(checks.ResultsV3().constellationBits, kSeenGps | kSeenGlonass | kSeenBeiDou | kSeenGalileo);
-    EXPECT_EQ(checks.ResultsV2().constellationBits, uint32_t(kSeenGlonass | kSeenBeiDou | kSeenGalileo));
+    EXPECT_EQ(+checks.ResultsV3().constellationBits, kSeenGps | kSeenGlonass | kSeenBeiDou | kSeenGalileo);
+    EXPECT_EQ(+checks.ResultsV2().constellationBits, uint32_t(kSeenGlonass | kSeenBeiDou | kSeenGalileo));
     // L1 C/A with L2C, GLONASS L1 and L2, BeiDou B1I and B2I, Galileo E1 and E5b.
-    EXPECT_EQ(checks.ResultsV3().signalsDetected, checktest::SignalMask({0, 3, 20, 21, 40, 41, 60, 62}));
-    EXPECT_EQ(checks.ResultsV3().signalsWithProblems | checks.ResultsV2().problemBits, 0u);
+    EXPECT_EQ(+checks.ResultsV3().signalsDetected, checktest::SignalMask({0, 3, 20, 21, 40, 41, 60, 62}));
+    EXPECT_EQ(+checks.ResultsV3().signalsWithProblems | +checks.ResultsV2().problemBits, 0u);
 }
 
 TEST(FileSurvey, RepeatsReversalsAndFarRangesAreNoticed) {
@@ -79,18 +79,18 @@ TEST(FileSurvey, WeakTrackingIsAProblemOfItsSignal) {
     auto shortLock = [](CGnssSignal& signal) { signal.lockTime = 0.5f; };
 
     auto checks = surveyWith(21, 1, shortLock);
-    EXPECT_EQ(checks->ResultsV3().signalsWithProblems, checktest::SignalMask({21}));
+    EXPECT_EQ(+checks->ResultsV3().signalsWithProblems, checktest::SignalMask({21}));
     EXPECT_EQ(checks->l1Status, kTrackingGood);
-    EXPECT_EQ(checks->ResultsV2().problemBits, 0u);
+    EXPECT_EQ(+checks->ResultsV2().problemBits, 0u);
 
     // GLONASS L2 ranges in only two epochs of three, against L1 in all.
     checks = surveyWith(21, 3, [](CGnssSignal& signal) { signal.flags &= ~uint32_t(kSigPseudorange); });
-    EXPECT_EQ(checks->ResultsV3().signalsWithProblems, checktest::SignalMask({21}));
+    EXPECT_EQ(+checks->ResultsV3().signalsWithProblems, checktest::SignalMask({21}));
 
     checks = surveyWith(kNoSignal, 1, shortLock);
-    EXPECT_EQ(checks->ResultsV3().signalsWithProblems, checks->ResultsV3().signalsDetected);
+    EXPECT_EQ(+checks->ResultsV3().signalsWithProblems, +checks->ResultsV3().signalsDetected);
     EXPECT_EQ(checks->l1Status, kTrackingFailed);
-    EXPECT_EQ(checks->ResultsV2().problemBits, uint32_t(kProblemL1Failure | kProblemL2Failure | kProblemL2Significant));
+    EXPECT_EQ(+checks->ResultsV2().problemBits, uint32_t(kProblemL1Failure | kProblemL2Failure | kProblemL2Significant));
     // The newer block tells of tracking by its signal masks alone.
-    EXPECT_EQ(checks->ResultsV3().problemBits, 0u);
+    EXPECT_EQ(+checks->ResultsV3().problemBits, 0u);
 }
