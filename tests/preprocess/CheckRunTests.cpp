@@ -2,12 +2,11 @@
 // checked file run them: what they tell the host, the flags they settle,
 // an abort during them, and the results block they leave.
 #include <algorithm>
+#include <cstring>
+#include <filesystem>
 #include <string>
 #include <utility>
 #include <vector>
-
-#include <cstring>
-#include <filesystem>
 
 #include "preprocess/CheckFixture.h"
 

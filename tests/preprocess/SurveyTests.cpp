@@ -1,5 +1,3 @@
-#include <memory>
-
 #include "preprocess/CheckFixture.h"
 #include "preprocess/TrvDamage.h"
 
