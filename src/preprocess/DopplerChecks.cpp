@@ -24,11 +24,6 @@ constexpr double kHighestDoppler = 50000.0;
 // recomputation.
 constexpr double kDopplerAgreement = 10.0;
 
-CGnssSignal* RoleSignal(CGnssEpoch& epoch, const SatelliteId& id, FrequencyRole role) {
-    CGnssSatellite* satellite = epoch.GetSatellite(id);
-    return satellite != nullptr ? satellite->GetSignal(SignalForRole(id.constellation, role)) : nullptr;
-}
-
 bool HasDoppler(const CGnssSignal* signal) {
     return signal != nullptr && (signal->flags & kSigDoppler) != 0 && signal->doppler != 0.0f;
 }
@@ -66,7 +61,7 @@ int RecomputeFromRanges(CTrvFile& file, const CSatelliteService& service, bool e
             CGnssSignal* signal = nullptr;
             const CGnssSignal* before = nullptr;
             if (everySignal) {
-                signal = RoleSignal(*newer, id, kPrimaryRole);
+                signal = newer->GetSignal(id, kPrimaryRole);
                 before = older->GetSignal(id, kPrimaryRole);
             } else {
                 signal = PrimarySignal(*newer, id);
@@ -88,7 +83,7 @@ int RecomputeFromRanges(CTrvFile& file, const CSatelliteService& service, bool e
         if (index == 1) {
             if (changed) {
                 for (const SatelliteId& id : older->satelliteList) {
-                    CGnssSignal* target = RoleSignal(*older, id, kPrimaryRole);
+                    CGnssSignal* target = older->GetSignal(id, kPrimaryRole);
                     const CGnssSignal* source = newer->GetSignal(id, kPrimaryRole);
                     if (target == nullptr || source == nullptr) continue;
                     target->doppler = source->doppler;
@@ -157,7 +152,7 @@ void CTrvPreprocessor::RepairDopplerUnits() {
         StepProgress();
         for (const SatelliteId& id : epoch.satelliteList) {
             double wavelength = 0.0;
-            CGnssSignal* signal = RoleSignal(epoch, id, kPrimaryRole);
+            CGnssSignal* signal = epoch.GetSignal(id, kPrimaryRole);
             if (signal == nullptr || !service->GetWavelength(id, 0, wavelength)) continue;
             signal->doppler = -signal->doppler * static_cast<float>(wavelength);
             signal->flags |= kSigDoppler;
@@ -174,7 +169,7 @@ int CTrvPreprocessor::RepairDopplerSign() {
     while (ReadNextEpoch(epoch) == 0) {
         StepProgress();
         for (const SatelliteId& id : epoch.satelliteList) {
-            CGnssSignal* signal = RoleSignal(epoch, id, kPrimaryRole);
+            CGnssSignal* signal = epoch.GetSignal(id, kPrimaryRole);
             if (!HasDoppler(signal)) continue;
             signal->doppler = -signal->doppler;
             ++changed;

@@ -35,13 +35,6 @@ double TimeOfWeekRise(uint32_t previousMs, uint32_t currentMs) {
     return (static_cast<int64_t>(currentMs) - static_cast<int64_t>(previousMs)) * 0.001;
 }
 
-// The role 0 signal of a satellite, writable; null when it has none.
-CGnssSignal* RoleZeroSignal(CGnssEpoch& epoch, const SatelliteId& id) {
-    const CGnssSignal* found = static_cast<const CGnssEpoch&>(epoch).GetSignal(id, kPrimaryRole);
-    CGnssSatellite* satellite = epoch.GetSatellite(id);
-    return found != nullptr && satellite != nullptr ? satellite->GetSignal(found->signalId) : nullptr;
-}
-
 }  // namespace
 
 void CTrvPreprocessor::RepairWeeks() {
@@ -119,7 +112,7 @@ int CTrvPreprocessor::RepairIdenticalMeasurements() {
                 now->pseudorange == before->pseudorange && now->doppler > kMovingDoppler &&
                 before->doppler > kMovingDoppler) {
                 for (const SatelliteId& id : current->satelliteList) {
-                    CGnssSignal* signal = RoleZeroSignal(*current, id);
+                    CGnssSignal* signal = current->GetSignal(id, kPrimaryRole);
                     if (signal == nullptr) continue;
                     signal->flags &= ~uint32_t(kSigPseudorange);
                     ++count;
@@ -145,7 +138,7 @@ int CTrvPreprocessor::RepairBadCa() {
         bool changed = false;
         for (int k = 0; k < ranges.Count(); ++k) {
             if (!ranges.IsBeyondLimit(k, reference)) continue;
-            CGnssSignal* signal = RoleZeroSignal(epoch, ranges[k].id);
+            CGnssSignal* signal = epoch.GetSignal(ranges[k].id, kPrimaryRole);
             if (signal == nullptr) continue;
             signal->flags &= ~uint32_t(kSigPseudorange);
             ++count;

@@ -20,7 +20,8 @@ const CGnssSignal* PrimarySignal(const CGnssEpoch& epoch, const SatelliteId& id)
 }
 
 CGnssSignal* PrimarySignal(CGnssEpoch& epoch, const SatelliteId& id) {
-    return const_cast<CGnssSignal*>(PrimarySignal(static_cast<const CGnssEpoch&>(epoch), id));
+    CGnssSignal* signal = epoch.GetSignal(id, kPrimaryRole);
+    return signal != nullptr ? signal : epoch.GetSignal(id, kStandInRole);
 }
 
 // Receiver times are whole milliseconds, so "within 1e-5 s of a whole

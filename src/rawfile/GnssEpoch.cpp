@@ -112,6 +112,10 @@ const CGnssSignal* CGnssEpoch::GetSignal(const SatelliteId& id, FrequencyRole ro
     return entry ? entry->GetSignalByRole(role) : nullptr;
 }
 
+CGnssSignal* CGnssEpoch::GetSignal(const SatelliteId& id, FrequencyRole role) {
+    return const_cast<CGnssSignal*>(static_cast<const CGnssEpoch*>(this)->GetSignal(id, role));
+}
+
 bool CGnssEpoch::SatelliteAt(size_t index, CGnssSatellite& out) const {
     if (index >= satelliteList.size()) return false;
     return CopySatellite(satelliteList[index], out);

@@ -52,6 +52,7 @@ public:
     CGnssSatellite* GetSatellite(const SatelliteId& id);
     bool CopySatellite(const SatelliteId& id, CGnssSatellite& out) const;
     const CGnssSignal* GetSignal(const SatelliteId& id, FrequencyRole role) const;
+    CGnssSignal* GetSignal(const SatelliteId& id, FrequencyRole role);
     bool SatelliteAt(size_t index, CGnssSatellite& out) const;
     bool ListSatellites(std::vector<SatelliteId>& out) const;
     bool ListSatellites(GnssConstellation constellation, std::vector<SatelliteId>& out) const;

@@ -26,8 +26,7 @@ int RepeatEpochs(Epochs& epochs, size_t every) {
 void ScaleDoppler(Epochs& epochs, const std::function<double(const SatelliteId&)>& factor) {
     for (CGnssEpoch& epoch : epochs)
         for (const SatelliteId& id : epoch.satelliteList) {
-            CGnssSatellite* satellite = epoch.GetSatellite(id);
-            CGnssSignal* signal = satellite->GetSignal(SignalForRole(id.constellation, 0));
+            CGnssSignal* signal = epoch.GetSignal(id, 0);
             if (signal != nullptr) signal->doppler = static_cast<float>(signal->doppler * factor(id));
         }
 }
@@ -50,9 +49,7 @@ void RemoveWeeks(Epochs& epochs) {
 
 void MoveRange(Epochs& epochs, size_t index, const SatelliteId& id, double metres) {
     ASSERT_LT(index, epochs.size());
-    CGnssSatellite* satellite = epochs[index].GetSatellite(id);
-    ASSERT_NE(satellite, nullptr);
-    CGnssSignal* signal = satellite->GetSignal(SignalForRole(id.constellation, 0));
+    CGnssSignal* signal = epochs[index].GetSignal(id, 0);
     ASSERT_NE(signal, nullptr);
     signal->pseudorange += metres;
 }
