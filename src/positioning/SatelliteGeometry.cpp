@@ -12,7 +12,7 @@ constexpr double kPi = 3.14159265358979323846;
 constexpr double kRadiansPerDegree = kPi / 180.0;
 
 // Carrier wavelengths, metres: L1/E1/B1C, L2, L5/E5a/B2a, E5b/B2I, B1I, E6/B3I.
-constexpr double kL1 = 0.19029367279836487;
+constexpr double kL1 = kL1Wavelength;
 constexpr double kL2 = 0.24421021342456825;
 constexpr double kL5 = 0.25482804879085386;
 constexpr double kE5b = 0.2483493695843067;

@@ -16,6 +16,9 @@
 class CEphemerisStore;
 class CSatelliteAntennaPCVCorrection;
 
+// The L1/E1/B1C carrier wavelength, metres.
+inline constexpr double kL1Wavelength = 0.19029367279836487;
+
 // Where a satellite's orbit and clock came from.
 enum OrbitSource : int32_t { kNoOrbitSource = 0, kBroadcastOrbit = 1, kPreciseOrbit = 2, kNrtOrbit = 3 };
 enum ClockSource : int32_t {

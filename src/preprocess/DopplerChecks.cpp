@@ -9,8 +9,6 @@
 
 namespace {
 
-// The GPS L1 wavelength, metres: the unit vote looks at GPS C/A only.
-constexpr double kGpsL1Wavelength = 0.19029367279836487;
 // A Doppler logged in the wrong unit stands about 1/wavelength(L1) = 5.26
 // times off the range rate in cycles; this band brackets that factor.
 constexpr double kWrongUnitLow = 5.0;
@@ -18,8 +16,6 @@ constexpr double kWrongUnitHigh = 6.0;
 // Receiver clocks of two epochs further apart than this, in metres, mean a
 // clock reset between them: the range rate then says nothing.
 constexpr double kClockJump = 100000.0;
-// A Doppler above this, in Hz, is no Doppler a receiver on Earth can see.
-constexpr double kHighestDoppler = 50000.0;
 // A Doppler within this of the range rate, in Hz, is kept by the selective
 // recomputation.
 constexpr double kDopplerAgreement = 10.0;
@@ -110,7 +106,8 @@ int CTrvPreprocessor::DopplerUnitVote(const CGnssEpoch& current, const CGnssEpoc
     if (now == nullptr || then == nullptr || !HasRange(*now) || !HasRange(*then) || deltaT == 0.0) return 0;
     // The step is that of consecutive epochs, though the ranges lie a sample
     // apart: only files sampled at every epoch give the true rate here.
-    const double expected = (then->pseudorange - now->pseudorange) / deltaT / kGpsL1Wavelength;
+    // The vote looks at GPS C/A only, so one wavelength serves.
+    const double expected = (then->pseudorange - now->pseudorange) / deltaT / kL1Wavelength;
     if (now->doppler == 0.0f || expected == 0.0) return -1;
     const double factor = std::fabs(now->doppler / expected);
     return factor > kWrongUnitLow && factor < kWrongUnitHigh ? 1 : -1;

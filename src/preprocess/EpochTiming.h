@@ -12,6 +12,10 @@ inline constexpr double kRolloverStep = -300000.0;
 // Frequency roles of the first signal and of its stand-in.
 inline constexpr FrequencyRole kPrimaryRole = 0;
 inline constexpr FrequencyRole kStandInRole = 4;
+// Fewer satellites than this give no position and clock.
+inline constexpr size_t kFewestSatellites = 4;
+// A Doppler above this, in Hz, is no Doppler a receiver on Earth can see.
+inline constexpr double kHighestDoppler = 50000.0;
 
 // week x 604800 + rawRcvTime, whether or not the week is known.
 inline double AbsoluteEpochTime(const CGnssEpoch& epoch) {

@@ -28,7 +28,6 @@ constexpr int kEpochsBeforeWholeSeconds = 100;
 constexpr double kSampleGap = 59.0;
 constexpr double kShortFile = 300.0;           // s of data
 constexpr double kShortFileGapSlack = 0.01;    // s
-constexpr size_t kFewestSatellites = 4;
 // Fewer than 4 satellites this long after the start is a poor epoch, not
 // the receiver still acquiring.
 constexpr double kAcquisitionTime = 120.0;
@@ -36,7 +35,6 @@ constexpr int kResidualSamples = 10;
 constexpr double kHighestTrimbleStep = 1.1;    // s
 constexpr double kSpoiltResidual = 3.0;        // m/s
 constexpr double kSignTurnedResidual = 5.0;    // m/s
-constexpr double kHighestDoppler = 50000.0;    // Hz
 constexpr double kZeroDopplerShare = 5.0;      // %
 // The unit vote stops when either side has this many; this many less one
 // matches make the unit wrong.

@@ -25,7 +25,6 @@ constexpr double kClockAgreement = 100.0;
 constexpr double kDriftingClock = 100.0;
 // Below this interval, in seconds, a file has epochs between whole seconds.
 constexpr double kHighRateInterval = 1.0;
-constexpr size_t kFewestSatellites = 4;
 
 SinglePointOptions RepairOptions() {
     SinglePointOptions options;
