@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "ProgressBar.h"
+#include "conversion/FileNames.h"
 #include "preprocess/TrvPreprocessor.h"
 
 namespace {
@@ -52,12 +53,13 @@ int EpochsOf(const std::string& path) {
     return file.Open(path.c_str(), kTrvRead, false) ? file.EpochCount() : -1;
 }
 
-// The file's name with what follows its last point replaced.
+// The file's name with what follows its last point replaced, as the
+// repairs name their side files.
 std::string SideName(const std::string& path, const char* ending) {
-    const size_t dot = path.find_last_of('.');
-    const size_t slash = path.find_last_of("/\\");
-    const size_t cut = (dot == std::string::npos || (slash != std::string::npos && dot < slash)) ? path.size() : dot;
-    return path.substr(0, cut) + ending;
+    char name[ublox2trv::kPathSize];
+    std::snprintf(name, sizeof name, "%s", path.c_str());
+    ublox2trv::SetFileExtension(name, ending, sizeof name);
+    return name;
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 // epochs of a file read back.
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <memory>
 #include <string>
 #include <vector>
@@ -60,6 +61,15 @@ inline void WriteEpochs(const std::string& path, const std::vector<CGnssEpoch>& 
     ASSERT_TRUE(file.Create(path.c_str(), 39, nullptr, "UBLOX2TRV", -1.0, 0.0, nullptr, 3)) << file.ErrorText();
     for (const CGnssEpoch& epoch : epochs) ASSERT_EQ(file.AppendEpoch(epoch, false), 0) << file.ErrorText();
     file.Close();
+}
+
+// The results block a file's header holds.
+inline TrvPreprocessBlockV3 HeaderResults(const std::string& path) {
+    CTrvFile file;
+    EXPECT_TRUE(file.Open(path.c_str(), kTrvRead, false));
+    TrvPreprocessBlockV3 block;
+    std::memcpy(&block, file.HeaderImage() + 112, sizeof block);
+    return block;
 }
 
 // The detection bits of these signals.

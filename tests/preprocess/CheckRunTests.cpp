@@ -2,7 +2,6 @@
 // checked file run them: what they tell the host, the flags they settle,
 // an abort during them, and the results block they leave.
 #include <algorithm>
-#include <cstring>
 #include <filesystem>
 #include <string>
 #include <utility>
@@ -53,13 +52,6 @@ protected:
         return int(std::count_if(epochs.begin(), epochs.end(),
                                  [](const CGnssEpoch& e) { return (e.flags & kEpochKinematic) != 0; }));
     }
-    static TrvPreprocessBlockV3 Results(const std::string& path) {
-        CTrvFile file;
-        EXPECT_TRUE(file.Open(path.c_str(), kTrvRead, false));
-        TrvPreprocessBlockV3 block;
-        std::memcpy(&block, file.HeaderImage() + 112, sizeof block);
-        return block;
-    }
 
     ubxtest::TempDir dir;
     simulation::SampleLogOptions options;
@@ -75,7 +67,7 @@ TEST_F(CheckRunTest, AConversionRunsTheChecksAndLeavesTheResultsInTheHeader) {
     // The checks' progress follows the conversion's, from (0, 100) to (100, 100).
     EXPECT_NE(std::find(host.progress.begin(), host.progress.end(), std::make_pair(0, 100)), host.progress.end());
     EXPECT_EQ(host.progress.back(), std::make_pair(100, 100));
-    const TrvPreprocessBlockV3 results = Results(trv);
+    const TrvPreprocessBlockV3 results = checktest::HeaderResults(trv);
     EXPECT_EQ(results.status, kPreprocessDone);
     EXPECT_EQ(+results.problemBits, 0u);
     EXPECT_EQ(+results.dynamicsClass, kDynamicsStatic);
@@ -87,7 +79,7 @@ TEST_F(CheckRunTest, OnlyTheAutomaticMotionOrAnUncheckedOpeningSettleTheFlags) {
     // Kinematic as asked: the static receiver's epochs keep their flag, and
     // an opening that insists on checked data finds them checked.
     ASSERT_EQ(Convert(1), 0);
-    EXPECT_EQ(+Results(trv).dynamicsClass, kDynamicsStatic);
+    EXPECT_EQ(+checktest::HeaderResults(trv).dynamicsClass, kDynamicsStatic);
     CTrvFile file;
     ASSERT_TRUE(file.Open(trv.c_str(), kTrvRead, true));
     EXPECT_EQ(KinematicEpochs(trv), options.epochs);
@@ -101,7 +93,7 @@ TEST_F(CheckRunTest, OnlyTheAutomaticMotionOrAnUncheckedOpeningSettleTheFlags) {
     params.options.motionMode = 1;
     ConvertCallbacks callbacks = Callbacks();
     ASSERT_EQ(ublox2trv::ConvertFile(&params, &callbacks), 0);
-    EXPECT_EQ(Results(trv).status, kPreprocessNotDone);
+    EXPECT_EQ(checktest::HeaderResults(trv).status, kPreprocessNotDone);
     CTrvFile unchecked;
     ASSERT_TRUE(unchecked.Open(trv.c_str(), kTrvRead, true));
     EXPECT_TRUE(unchecked.IsPreprocessed());
