@@ -4,12 +4,12 @@
 #include <cstring>
 
 #include "ephemeris/EphemerisStore.h"
+#include "rawfile/GnssEpoch.h"
 
 using GNSS::IEphemeris;
 
 namespace {
 
-constexpr double kSpeedOfLight = 299792458.0;
 // The Earth rotation rate by which GLONASS positions are turned into the
 // frame of reception (the Keplerian classes turn theirs in the node).
 constexpr double kGlonassFrameRotation = 7.2921151467e-05;
@@ -110,10 +110,7 @@ bool CEphemerisStore::ComputeSatelliteState(const SatelliteId& satellite, const 
         }
         if (!iterate) break;
 
-        const double dx = position[0] - receiverPosition[0];
-        const double dy = position[1] - receiverPosition[1];
-        const double dz = position[2] - receiverPosition[2];
-        range = std::sqrt(dx * dx + dy * dy + dz * dz);
+        range = Distance3(position, receiverPosition);
         const double newTau = range / kSpeedOfLight;
         if (std::fabs(tau - newTau) < kLightTimeTolerance) break;
         tau = newTau;

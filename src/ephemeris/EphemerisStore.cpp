@@ -9,6 +9,7 @@
 #include <new>
 
 #include "ephemeris/EphemerisGLO.h"
+#include "rawfile/GnssEpoch.h"
 #include "timebase/UtcOffset.h"
 
 using GNSS::CEphemerisGLO;
@@ -173,10 +174,7 @@ bool CEphemerisStore::ScreenGlonassDuplicates() {
         for (size_t i = 0; i + 1 < list.size(); ++i) {
             const GloEphemerisRecord& a = static_cast<const CEphemerisGLO*>(list[i])->Record();
             const GloEphemerisRecord& b = static_cast<const CEphemerisGLO*>(list[i + 1])->Record();
-            const double dx = a.position[0] - b.position[0];
-            const double dy = a.position[1] - b.position[1];
-            const double dz = a.position[2] - b.position[2];
-            if (std::sqrt(dx * dx + dy * dy + dz * dz) < kGlonassSamePlaceKm && a.tb != b.tb) {
+            if (Distance3(a.position, b.position) < kGlonassSamePlaceKm && a.tb != b.tb) {
                 glonassDuplicate = true;
                 Report(3, "GLONASS prn %d: two records with tb as %d and %d but same satellite position", prn, a.tb,
                        b.tb);

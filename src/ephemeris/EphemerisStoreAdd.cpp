@@ -9,6 +9,7 @@
 #include "ephemeris/EphemerisGPS.h"
 #include "ephemeris/EphemerisQZSS.h"
 #include "ephemeris/EphemerisStore.h"
+#include "rawfile/GnssEpoch.h"
 
 using namespace GNSS;
 
@@ -23,11 +24,6 @@ constexpr double kGlonassSamePositionKm = 0.0001;
 // Two reads of one tb may differ this much (km) in position through the
 // rounding of the broadcast; more means one of them is wrong.
 constexpr double kGlonassSameTbToleranceKm = 0.1;
-
-double DistanceKm(const double a[3], const double b[3]) {
-    const double dx = a[0] - b[0], dy = a[1] - b[1], dz = a[2] - b[2];
-    return std::sqrt(dx * dx + dy * dy + dz * dz);
-}
 
 }  // namespace
 
@@ -114,7 +110,7 @@ int CEphemerisStore::ScreenGlonass(const GloEphemerisRecord& record) {
         const GloEphemerisRecord& held = static_cast<const CEphemerisGLO*>(*it)->Record();
         if (held.NT != record.NT || std::fabs(held.receptionTime - record.receptionTime) >= kGlonassScreenWindow)
             continue;
-        const double distance = DistanceKm(held.position, record.position);
+        const double distance = Distance3(held.position, record.position);
         if (distance < kGlonassSamePositionKm) {
             if (held.tb == record.tb) return kGlonassRepeat;
             Report(2, "Rejected R%02d ephemeris records with same position but different tb (%d and %d)", record.prn,

@@ -25,16 +25,11 @@ constexpr int kPseudorangeResiduals = 0;
 constexpr double kNoFixedLimit = 0.0;
 constexpr double kResidualFloor = 0.1;
 
-double Distance(const double a[3], const double b[3]) {
-    const double dx = a[0] - b[0], dy = a[1] - b[1], dz = a[2] - b[2];
-    return std::sqrt(dx * dx + dy * dy + dz * dz);
-}
-
 }  // namespace
 
 double CSinglePoint::Residual(const SatelliteObservation& record) const {
     const int c = record.id.constellation;
-    return Distance(record.satellitePosition, current.ecef) -
+    return Distance3(record.satellitePosition, current.ecef) -
            (record.pseudorange + record.satelliteClock - record.troposphereDelay + record.ionosphereDelay -
             current.clocks.GetClock(c, true));
 }

@@ -1,5 +1,6 @@
 #pragma once
 #include <array>
+#include <cmath>
 #include <memory>
 #include <vector>
 #include "rawfile/GnssSatellite.h"
@@ -24,6 +25,11 @@ struct GeodeticPosition {
 // Not exactly (0,0,0) and a height strictly inside (-1000, 5e6) metres. On the
 // all-zero case writes " == (0., 0. 0.)" to text when given.
 bool IsUsablePosition(const GeodeticPosition& p, char* text = nullptr);
+// Straight-line distance between two Cartesian points, in their unit.
+inline double Distance3(const double a[3], const double b[3]) {
+    const double dx = a[0] - b[0], dy = a[1] - b[1], dz = a[2] - b[2];
+    return std::sqrt(dx * dx + dy * dy + dz * dz);
+}
 // East and north distance in metres from a to b.
 void HorizontalDifference(const GeodeticPosition& a, const GeodeticPosition& b, double& east, double& north);
 
