@@ -9,6 +9,7 @@
 #include "Commands.h"
 #include "ephemeris/EphemerisFile.h"
 #include "ephemeris/EphemerisStore.h"
+#include "rawfile/GnssEpoch.h"
 #include "rawfile/GnssTypes.h"
 #include "timebase/GpsTime.h"
 
@@ -33,7 +34,6 @@ const char kOrbitUsage[] =
     "  TIME   \"WEEK SECONDS\" (two words, GPS week and seconds of week) or\n"
     "         absolute GPS seconds since 6 January 1980\n";
 
-constexpr double kSpeedOfLight = 299792458.0;
 constexpr GnssConstellation kListOrder[] = {kGps, kGlonass, kGalileo, kBeiDou, kQzss};
 
 constexpr const char* kNoRecordWords = "No valid record found in the ephemeris file";

@@ -14,7 +14,6 @@ namespace simulation {
 
 namespace {
 
-constexpr double kLight = 299792458.0;
 constexpr double kEarthRate = 7.2921151467e-5;   // the Earth's turn while the signal flies
 constexpr double kWgsA = 6378137.0;
 constexpr double kWgsF = 1.0 / 298.257223563;

@@ -9,7 +9,6 @@ namespace simulation {
 namespace {
 
 constexpr double kPi = 3.14159265358979323846;
-constexpr double kLight = 299792458.0;
 constexpr double kL1 = 1575.42e6;
 
 // The climatology: a year of temperature swinging about a mean that falls

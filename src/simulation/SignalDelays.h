@@ -7,6 +7,9 @@
 
 namespace simulation {
 
+// The speed of light the simulated signals fly at, metres per second.
+inline constexpr double kLight = 299792458.0;
+
 // Klobuchar coefficients: alpha in s, s/semicircle, s/semicircle^2,
 // s/semicircle^3; beta in s, s/semicircle ... likewise.
 struct KlobucharCoefficients {
