@@ -32,7 +32,25 @@ SinglePointOptions RepairOptions() {
     return options;
 }
 
-void TakeSolvedClock(CGnssEpoch& epoch, const CGnssEpoch& solved) {
+// The fields a solve writes into an epoch.
+struct EpochFix {
+    uint32_t flags;
+    GeodeticPosition position;
+    double clockOffset;
+    double trueRcvTime;
+
+    explicit EpochFix(const CGnssEpoch& epoch)
+        : flags(epoch.flags), position(epoch.position), clockOffset(epoch.clockOffset),
+          trueRcvTime(epoch.trueRcvTime) {}
+    void RestoreInto(CGnssEpoch& epoch) const {
+        epoch.flags = flags;
+        epoch.position = position;
+        epoch.clockOffset = clockOffset;
+        epoch.trueRcvTime = trueRcvTime;
+    }
+};
+
+void TakeSolvedClock(CGnssEpoch& epoch, const EpochFix& solved) {
     epoch.clockOffset = solved.clockOffset;
     epoch.trueRcvTime = solved.trueRcvTime;
     epoch.flags |= kEpochClockValid;
@@ -55,15 +73,18 @@ int CTrvPreprocessor::RecomputePositions(bool wholeSeconds) {
 
     int count = 0;
     CGnssEpoch epoch;
-    CGnssEpoch solved;   // the engine writes into this copy, reused for every epoch
     char engineText[512] = {};
     RewindToFirstEpoch();
     for (int index = 0; ReadNextEpoch(epoch) == 0; ++index) {
         StepProgress();
         if (IsOnWholeSecond(epoch) != wholeSeconds) continue;
         if (epoch.satelliteList.size() < kFewestSatellites) continue;
-        solved = epoch;
-        if (engine.ComputeEpoch(solved, true, true, nullptr, engineText) != kSolved) continue;
+        // Solved in place, then the file's own values put back beside the
+        // solution: no copy of the whole epoch per epoch.
+        const EpochFix own(epoch);
+        if (engine.ComputeEpoch(epoch, true, true, nullptr, engineText) != kSolved) continue;
+        const EpochFix solved(epoch);
+        own.RestoreInto(epoch);
         constexpr uint32_t kSolvedBits = kEpochPositionValid | kEpochClockValid;
         if ((solved.flags & kSolvedBits) != kSolvedBits) continue;
 
