@@ -26,10 +26,6 @@ constexpr double kWeekChangeJump = 500000.0;
 // equal ranges are taken for a frozen channel rather than a still receiver.
 constexpr double kMovingDoppler = 10.0;
 
-bool HasFullWeek(const CGnssEpoch& epoch) {
-    return (epoch.flags & kEpochWeekValid) != 0 && epoch.week >= kWeekRollover;
-}
-
 // Seconds by which the time of week rose from one epoch to the next.
 double TimeOfWeekRise(uint32_t previousMs, uint32_t currentMs) {
     return (static_cast<int64_t>(currentMs) - static_cast<int64_t>(previousMs)) * 0.001;

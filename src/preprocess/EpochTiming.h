@@ -34,5 +34,11 @@ bool PassesGpsTest(const CGnssEpoch& epoch);
 const CGnssSignal* PrimarySignal(const CGnssEpoch& epoch, const SatelliteId& id);
 CGnssSignal* PrimarySignal(CGnssEpoch& epoch, const SatelliteId& id);
 
+// The week bit set with a full week (a broadcast week still has to be made
+// full, and 0 means none).
+inline bool HasFullWeek(const CGnssEpoch& epoch) {
+    return (epoch.flags & kEpochWeekValid) != 0 && epoch.week >= kWeekRollover;
+}
+
 // True when the receiver time lies on a whole second (within 1e-5 s).
 bool IsOnWholeSecond(const CGnssEpoch& epoch);

@@ -19,7 +19,6 @@ constexpr int kFewestEpochs = 3;
 // grace before the static/kinematic rewrite counts as a change.
 constexpr double kSparseInterval = 10.0;
 constexpr int32_t kSparseFlagGrace = -3;
-constexpr uint16_t kFirstFullWeek = kWeekRollover;
 constexpr double kStartOfWeekSlack = 0.0001;   // s
 // After this many epochs only whole seconds are looked at: high-rate files
 // would otherwise pay for every epoch.
@@ -235,10 +234,6 @@ double SurveyStep(const CGnssEpoch& previous, const CGnssEpoch& current) {
         if (toWeekEnd < kStartOfWeekSlack) step = now - (previous.week * kSecondsPerWeek + toWeekEnd);
     }
     return step;
-}
-
-bool HasFullWeek(const CGnssEpoch& epoch) {
-    return (epoch.flags & kEpochWeekValid) != 0 && epoch.week >= kFirstFullWeek;
 }
 
 bool SamePosition(const GeodeticPosition& a, const GeodeticPosition& b) {
